@@ -1,0 +1,23 @@
+# Compile options shared by the project's targets.
+
+# Daemon, framework and host platform code: built as on the device, without exceptions or RTTI.
+add_library(plim_daemon_flags INTERFACE)
+target_compile_options(plim_daemon_flags INTERFACE
+    -fno-exceptions -fno-rtti -Wall -Wextra -Werror
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+
+# Tests may throw, but share the daemon's object layout: a test class derived from a daemon class
+# would otherwise need type information that the daemon's objects never emit.
+add_library(plim_test_flags INTERFACE)
+target_compile_options(plim_test_flags INTERFACE -fno-rtti -Wall -Wextra -Werror)
+
+# plim_add_gtest(<name> SOURCES <files...> LIBS <targets...> [LABELS <labels...>])
+# One GoogleTest executable; each test case becomes its own CTest test (one process per case,
+# so process-wide state starts fresh for every case).
+function(plim_add_gtest name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LIBS} plim_test_flags GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                         PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()

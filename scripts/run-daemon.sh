@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Builds the daemon for the host and runs it as instance 0 (or the instance given: 0 or 1).
+# Its log lines go to this terminal; stop it with Ctrl-C.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+instance="${1:-0}"
+scripts/install-deps.sh
+cmake -S . -B build/gcc -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo > /dev/null
+ninja -C build/gcc plim-modem
+echo "starting plim-modem -i ${instance} (Ctrl-C stops it)"
+exec build/gcc/service/plim-modem -i "${instance}"

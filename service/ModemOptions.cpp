@@ -1,0 +1,81 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+#include "ModemOptions.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include <plim/Errno.h>
+#include <plim/Log.h>
+
+namespace com::vyr::plim::modem {
+
+namespace {
+
+constexpr const char* TAG = "modem-options";
+constexpr int MAX_INSTANCE_ID = 1;
+
+std::optional<int>& storedInstanceId() {
+    static std::optional<int> id;
+    return id;
+}
+
+}  // namespace
+
+int ModemOptions::parse(int argc, char** argv) {
+    static constexpr const char* FUNC = "parse";
+    if (argc < 1 || argv == nullptr) {
+        Log::printAndroidLog(Log::ERROR, TAG, "%s: invalid argument input, can't parse options",
+                             FUNC);
+        return INVALID_ARGUMENT;
+    }
+    Log::printAndroidLog(Log::INFO, TAG, "%s: parsing modem options", FUNC);
+
+    std::optional<int>& stored = storedInstanceId();
+    // We log unknown options ourselves; getopt's own message would only reach stderr.
+    opterr = 0;
+    optind = 1;
+    // The leading '-' returns bare words as option 1 instead of ending the scan at the first.
+    int option;
+    while ((option = getopt(argc, argv, "-i:")) != -1) {
+        if (option == 'i') {
+            if (stored.has_value()) {
+                Log::printAndroidLog(
+                        Log::WARN, TAG,
+                        "%s: instance id {%d} was set before, ignore to parse instance id {%s}",
+                        FUNC, *stored, optarg);
+                continue;
+            }
+            int id = atoi(optarg);
+            Log::printAndroidLog(Log::DEBUG, TAG, "%s: input instance id {%s} is parsed as {%d}",
+                                 FUNC, optarg, id);
+            // Unsigned, so that every negative id is out of range too.
+            if (static_cast<unsigned int>(id) > MAX_INSTANCE_ID) {
+                Log::printAndroidLog(Log::ERROR, TAG, "%s: invalid instance id {%d} parsed", FUNC,
+                                     id);
+                return INVALID_ARGUMENT;
+            }
+            stored = id;
+            Log::printAndroidLog(Log::INFO, TAG, "%s: successfully parsed instance id {%d}", FUNC,
+                                 id);
+            continue;
+        }
+        int skipped = option == '?' ? optopt : option;
+        Log::printAndroidLog(Log::INFO, TAG, "%s: skip option {%c(=%d)}", FUNC,
+                             static_cast<char>(skipped & 0xff), skipped);
+    }
+    return OK;
+}
+
+const std::optional<int>& ModemOptions::instanceId() {
+    return storedInstanceId();
+}
+
+void ModemOptions::clearForTesting() {
+    storedInstanceId().reset();
+}
+
+}  // namespace com::vyr::plim::modem
