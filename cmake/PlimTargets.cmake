@@ -19,5 +19,13 @@ function(plim_add_gtest name)
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_LIBS} plim_test_flags GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                         PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+                         PROPERTIES TIMEOUT 120)
+    # Discovery flattens a list-valued LABELS property to its first item, so the labels are set
+    # by a script that CTest runs once the discovered tests exist.
+    set(script ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
+    file(WRITE ${script}
+         "foreach(test IN LISTS ${name}_TESTS)\n"
+         "    set_tests_properties(\"\${test}\" PROPERTIES LABELS \"${ARG_LABELS}\")\n"
+         "endforeach()\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})
 endfunction()

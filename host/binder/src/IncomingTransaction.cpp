@@ -1,0 +1,51 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+#include "IncomingTransaction.h"
+
+#include "InProcessTransport.h"
+#include "LocalBinder.h"
+#include "Parcel.h"
+#include "ReplySlot.h"
+
+namespace hostbinder {
+
+IncomingTransaction::IncomingTransaction(NodeHold hold, transaction_code_t code,
+                                         std::unique_ptr<AParcel> data,
+                                         std::shared_ptr<ReplySlot> slot,
+                                         ThreadContext::Caller caller)
+    : mPending(hold.node()->owner),
+      mHold(std::move(hold)),
+      mCode(code),
+      mData(std::move(data)),
+      mSlot(std::move(slot)),
+      mCaller(caller) {}
+
+IncomingTransaction::~IncomingTransaction() = default;
+
+void IncomingTransaction::run() {
+    Node& node = *mHold.get();
+    auto reply = std::make_unique<AParcel>();
+    binder_status_t status = STATUS_DEAD_OBJECT;
+    if (AIBinder* binder = node.acquireBinderForCall()) {
+        IncomingCallScope scope(mCaller);
+        status = binder->asLocal().dispatch(mCode, *mData, reply.get());
+        binder->decStrong();
+    }
+    if (mSlot != nullptr) {
+        if (status == STATUS_OK && reply->dataSize() > InProcessTransport::kMaxTwoWayBytes) {
+            status = STATUS_FAILED_TRANSACTION;
+        }
+        mSlot->complete(status, status == STATUS_OK ? std::move(reply) : nullptr);
+    } else {
+        InProcessTransport::instance().onOnewayDone(mHold.node());
+    }
+}
+
+void IncomingTransaction::cancel() {
+    if (mSlot != nullptr)
+        mSlot->complete(STATUS_DEAD_OBJECT, nullptr);
+}
+
+}  // namespace hostbinder

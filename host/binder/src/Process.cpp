@@ -1,0 +1,137 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+#include "Process.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "ThreadContext.h"
+
+namespace hostbinder {
+
+Process::Process(std::string name, pid_t pid, uid_t uid)
+    : mName(std::move(name)), mPid(pid), mUid(uid) {}
+
+Process::~Process() {
+    std::deque<std::unique_ptr<Work>> queued;
+    if (markDead(&queued)) {
+        for (auto& work : queued)
+            work->cancel();
+    }
+    joinThreads();
+}
+
+bool Process::setMaxThreadCount(uint32_t count) {
+    MutexLock lock(mLock);
+    // Threads already started stay; only later lazy starts are limited.
+    mMaxLazyThreads = count;
+    return true;
+}
+
+void Process::startThreadPool() {
+    MutexLock lock(mLock);
+    if (mPoolStarted || mStopping)
+        return;
+    mPoolStarted = true;
+    startThreadLocked();
+    // Work queued before the pool existed may need more than the first thread.
+    while (mQueue.size() > mIdleThreads + 1 && mLazyThreads < mMaxLazyThreads) {
+        ++mLazyThreads;
+        startThreadLocked();
+    }
+}
+
+bool Process::isThreadPoolStarted() const {
+    MutexLock lock(mLock);
+    return mPoolStarted;
+}
+
+uint32_t Process::binderThreadCount() const {
+    MutexLock lock(mLock);
+    return static_cast<uint32_t>(mThreads.size());
+}
+
+void Process::startThreadLocked() {
+    mThreads.emplace_back([this] {
+        ThreadContext& context = ThreadContext::current();
+        context.enter(this);
+        context.setServing(this);
+        serve();
+    });
+}
+
+void Process::joinThreadPool() {
+    ThreadContext& context = ThreadContext::current();
+    Process* previous = context.enter(this);
+    context.setServing(this);
+    serve();
+    context.setServing(nullptr);
+    context.enter(previous);
+}
+
+void Process::serve() {
+    for (;;) {
+        std::unique_ptr<Work> work;
+        {
+            MutexLock lock(mLock);
+            ++mIdleThreads;
+            while (mQueue.empty() && !mStopping)
+                mWorkQueued.wait(lock);
+            --mIdleThreads;
+            if (mStopping)
+                return;
+            work = std::move(mQueue.front());
+            mQueue.pop_front();
+        }
+        work->run();
+        // Destroyed here, outside the lock: it may release binders and so run user code.
+        work.reset();
+    }
+}
+
+void Process::post(std::unique_ptr<Work> work) {
+    {
+        MutexLock lock(mLock);
+        if (!mStopping) {
+            mQueue.push_back(std::move(work));
+            if (mPoolStarted && mQueue.size() > mIdleThreads && mLazyThreads < mMaxLazyThreads) {
+                ++mLazyThreads;
+                startThreadLocked();
+            }
+            mWorkQueued.notifyOne();
+            return;
+        }
+    }
+    work->cancel();
+}
+
+bool Process::markDead(std::deque<std::unique_ptr<Work>>* queued) {
+    MutexLock lock(mLock);
+    if (mStopping)
+        return false;
+    mStopping = true;
+    mAlive.store(false, std::memory_order_release);
+    queued->swap(mQueue);
+    mWorkQueued.notifyAll();
+    return true;
+}
+
+void Process::joinThreads() {
+    std::vector<std::thread> threads;
+    {
+        MutexLock lock(mLock);
+        threads.swap(mThreads);
+    }
+    for (std::thread& thread : threads) {
+        if (thread.get_id() == std::this_thread::get_id()) {
+            std::fprintf(stderr, "binder: process %s cannot die on its own binder thread\n",
+                         mName.c_str());
+            std::abort();
+        }
+        thread.join();
+    }
+}
+
+}  // namespace hostbinder

@@ -1,0 +1,78 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// A simulated process: its binder thread pool and the queue of work (incoming transactions,
+// death notifications) its binder threads run, and its death.
+//
+// The pool follows the NDK: startThreadPool starts one thread, and while work waits with no
+// idle thread, up to the maximum count more are started. Threads in joinThreadPool serve too.
+//
+// Threads: any thread, except that die() must not be called from one of the process's own
+// binder threads.
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Mutex.h"
+#include "Work.h"
+
+namespace hostbinder {
+
+class Process : public std::enable_shared_from_this<Process> {
+  public:
+    Process(std::string name, pid_t pid, uid_t uid);
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    const std::string& name() const { return mName; }
+    pid_t pid() const { return mPid; }
+    uid_t uid() const { return mUid; }
+    bool isAlive() const { return mAlive.load(std::memory_order_acquire); }
+
+    bool setMaxThreadCount(uint32_t count) HB_EXCLUDES(mLock);
+    void startThreadPool() HB_EXCLUDES(mLock);
+    bool isThreadPoolStarted() const HB_EXCLUDES(mLock);
+    // The calling thread serves the queue until the process dies.
+    void joinThreadPool() HB_EXCLUDES(mLock);
+    uint32_t binderThreadCount() const HB_EXCLUDES(mLock);
+
+    // Queues work for a binder thread; a dead process cancels it instead.
+    void post(std::unique_ptr<Work> work) HB_EXCLUDES(mLock);
+
+    // First half of dying: refuses new work and returns the queued work for the caller to
+    // cancel. False if the process was already dead.
+    bool markDead(std::deque<std::unique_ptr<Work>>* queued) HB_EXCLUDES(mLock);
+    // Second half: waits for the running work to return and the pool threads to end.
+    void joinThreads() HB_EXCLUDES(mLock);
+
+  private:
+    void serve() HB_EXCLUDES(mLock);
+    void startThreadLocked() HB_REQUIRES(mLock);
+
+    const std::string mName;
+    const pid_t mPid;
+    const uid_t mUid;
+    std::atomic<bool> mAlive{true};
+
+    mutable Mutex mLock;
+    CondVar mWorkQueued;
+    std::deque<std::unique_ptr<Work>> mQueue HB_GUARDED_BY(mLock);
+    std::vector<std::thread> mThreads HB_GUARDED_BY(mLock);
+    bool mPoolStarted HB_GUARDED_BY(mLock) = false;
+    uint32_t mMaxLazyThreads HB_GUARDED_BY(mLock) = 15;
+    uint32_t mLazyThreads HB_GUARDED_BY(mLock) = 0;
+    size_t mIdleThreads HB_GUARDED_BY(mLock) = 0;
+    bool mStopping HB_GUARDED_BY(mLock) = false;
+};
+
+}  // namespace hostbinder

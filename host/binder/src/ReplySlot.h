@@ -1,0 +1,36 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// Where the answer to a two-way call meets its caller: the serving side (or the death of the
+// serving process) completes it once; the caller waits for it.
+//
+// Threads: complete from any thread; wait from the caller's thread.
+
+#pragma once
+
+#include <android/binder_status.h>
+
+#include <memory>
+
+#include "Mutex.h"
+#include "Parcel.h"
+
+namespace hostbinder {
+
+class ReplySlot {
+  public:
+    // The first completion wins; later ones are dropped.
+    void complete(binder_status_t status, std::unique_ptr<AParcel> reply) HB_EXCLUDES(mLock);
+    // Returns the status; on STATUS_OK *reply is the serving side's reply.
+    binder_status_t wait(std::unique_ptr<AParcel>* reply) HB_EXCLUDES(mLock);
+
+  private:
+    Mutex mLock;
+    CondVar mCompleted;
+    bool mDone HB_GUARDED_BY(mLock) = false;
+    binder_status_t mStatus HB_GUARDED_BY(mLock) = STATUS_OK;
+    std::unique_ptr<AParcel> mReply HB_GUARDED_BY(mLock);
+};
+
+}  // namespace hostbinder

@@ -1,0 +1,18 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// Names of status and exception codes, for descriptions and logs.
+
+#pragma once
+
+#include <android/binder_status.h>
+
+#include <string>
+
+namespace hostbinder {
+
+std::string statusName(binder_status_t status);
+std::string exceptionName(binder_exception_t exception);
+
+}  // namespace hostbinder
