@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <future>
 #include <map>
@@ -171,7 +172,7 @@ TEST_F(CallbackWrapperTest, Update_WhenSameRemoteCallbackSetTwice_LinksOnce) {
     EXPECT_EQ(0u, countImpl(Log::WARN, kResponseUnlinked))
             << "setting the held callback again dropped its death link";
 
-    ASSERT_TRUE(a_.kill());
+    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
     ABinderHost_waitForIdle();
     EXPECT_EQ(1u, countImpl(Log::WARN, kResponseDied))
             << "one client death was not reported exactly once\n"
@@ -210,7 +211,7 @@ TEST_F(CallbackWrapperTest, Get_WhenCallbackReplacedDuringResponse_CopyStillReac
 
 TEST_F(CallbackWrapperTest, OnClientDied_WhenHeldClientKilled_ClearsHolderAndLaterResponsesDrop) {
     holder().update(a_.responseProxy());
-    ASSERT_TRUE(a_.kill());
+    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
     ABinderHost_waitForIdle();
 
     EXPECT_EQ(nullptr, holder().get()) << "the dead client's callback is still held";
@@ -228,14 +229,14 @@ TEST_F(CallbackWrapperTest, Update_WhenNewCallbackAfterDeath_ReusesRecipientAndS
     holder().update(a_.responseProxy());
     AIBinder_DeathRecipient* recipient = holder().getDeathRecipientForTesting();
     ASSERT_NE(nullptr, recipient) << "the first callback got no death recipient";
-    ASSERT_TRUE(a_.kill());
+    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
     ABinderHost_waitForIdle();
-    ASSERT_EQ(nullptr, holder().get());
+    ASSERT_EQ(nullptr, holder().get()) << "the first client's death went unnoticed";
 
     holder().update(b_.responseProxy());
     EXPECT_EQ(recipient, holder().getDeathRecipientForTesting())
             << "the holder made another death recipient instead of reusing its own";
-    ASSERT_TRUE(b_.kill());
+    ASSERT_TRUE(b_.kill()) << "client B was not alive to be killed";
     ABinderHost_waitForIdle();
     EXPECT_EQ(nullptr, holder().get()) << "the second client's death went unnoticed";
     EXPECT_EQ(2u, countImpl(Log::WARN, kResponseDied))
@@ -263,7 +264,7 @@ TEST_F(CallbackWrapperTest, Update_WhenEmpty_ClearsAndUnlinks) {
     holder().update(nullptr);
     EXPECT_EQ(1u, countImpl(Log::WARN, kResponseUnlinked)) << "an empty holder unlinked again";
 
-    ASSERT_TRUE(a_.kill());
+    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
     ABinderHost_waitForIdle();
     EXPECT_EQ(0u, countImpl(Log::WARN, kResponseDied))
             << "the death of a cleared callback still reached the holder";
@@ -281,7 +282,7 @@ TEST_F(CallbackWrapperTest, Update_WhenReplacedByOtherClient_MovesDeathWatch) {
     replacement.reset();
     EXPECT_EQ(1u, countImpl(Log::WARN, kResponseUnlinked)) << "the replaced callback stayed linked";
 
-    ASSERT_TRUE(a_.kill());
+    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
     ABinderHost_waitForIdle();
     EXPECT_EQ(0u, countImpl(Log::WARN, kResponseDied))
             << "the replaced client's death still reached the holder";
@@ -289,22 +290,23 @@ TEST_F(CallbackWrapperTest, Update_WhenReplacedByOtherClient_MovesDeathWatch) {
     ASSERT_NE(nullptr, held) << "the replaced client's death cleared its successor";
     EXPECT_EQ(replacementBinder, held->asBinder().get()) << "another callback is held";
     held.reset();
-    EXPECT_EQ(OK, ModemResponse::respondSetSarState(7, OK));
+    EXPECT_EQ(OK, ModemResponse::respondSetSarState(7, OK)) << "the successor did not take it";
     ABinderHost_waitForIdle();
     EXPECT_EQ(std::vector<std::string>{"client-b: respondSetSarState type=0 serial=7 error=0"},
-              test::texts(b_.takeCalls()));
+              test::texts(b_.takeCalls()))
+            << "the response did not reach the successor";
 
-    ASSERT_TRUE(b_.kill());
+    ASSERT_TRUE(b_.kill()) << "client B was not alive to be killed";
     ABinderHost_waitForIdle();
     EXPECT_EQ(1u, countImpl(Log::WARN, kResponseDied)) << "the held client's death was missed";
-    EXPECT_EQ(nullptr, holder().get());
+    EXPECT_EQ(nullptr, holder().get()) << "the dead successor's callback is still held";
 }
 
 TEST_F(CallbackWrapperTest, OnClientDied_WhenIndicationClientDies_ClearsOnlyIndicationHolder) {
     CallbackWrapper<IModemIndication>& indications = CallbackHolders::indication();
     holder().update(a_.responseProxy());
     indications.update(b_.indicationProxy());
-    ASSERT_TRUE(b_.kill());
+    ASSERT_TRUE(b_.kill()) << "client B was not alive to be killed";
     ABinderHost_waitForIdle();
 
     EXPECT_EQ(nullptr, indications.get()) << "the dead client's indication callback is held";
@@ -374,9 +376,42 @@ TEST_F(CallbackWrapperTest, Update_WhileResponsesSentFromManyThreads_AcceptedOne
         }
         return bySerial;
     };
-    auto arrivedIntact = [](const Sent& s, const RecordedCall& call) {
-        return call.method == s.row->method() && call.info.type == 0 && call.info.error == 0 &&
-               call.result == s.row->result[0];
+    // Checks one phase: `held` names the only client that may have got responses, `deathAt` is
+    // the send count once a held client was dead (none if no client died).
+    auto verify = [&](const std::vector<std::vector<Sent>>& sent, const std::string& held,
+                      uint64_t deathAt) {
+        std::map<int, std::vector<RecordedCall>> arrivals = collectArrivals();
+        size_t accepted = 0;
+        for (const std::vector<Sent>& thread : sent) {
+            for (const Sent& s : thread) {
+                const std::vector<RecordedCall>& got = arrivals[s.serial];
+                if (s.result == OK) {
+                    ++accepted;
+                    // A client that dies drops the oneway calls still queued to it.
+                    EXPECT_TRUE(got.size() == 1 || (got.empty() && deathAt != UINT64_MAX))
+                            << "accepted serial " << s.serial << " arrived " << got.size()
+                            << " times";
+                    EXPECT_GT(deathAt, s.sequence)
+                            << "serial " << s.serial << " was accepted after the client died";
+                } else {
+                    EXPECT_TRUE(s.result == INVALID_STATE ||
+                                (s.result == FAILED && deathAt != UINT64_MAX))
+                            << "serial " << s.serial << " returned " << s.result;
+                    EXPECT_TRUE(got.empty()) << "serial " << s.serial << " failed yet arrived";
+                }
+                for (const RecordedCall& call : got) {
+                    EXPECT_TRUE(held.empty() || call.process == held)
+                            << "a response reached a client that was not held: " << call.text();
+                    EXPECT_TRUE(call.method == s.row->method() && call.info.type == 0 &&
+                                call.info.error == 0 && call.result == s.row->result[0])
+                            << "changed on the way: " << call.text();
+                }
+                arrivals.erase(s.serial);
+            }
+        }
+        EXPECT_GT(accepted, 0u) << "no response was ever accepted: the phase exercised nothing";
+        EXPECT_TRUE(arrivals.empty()) << "a client got a response nobody sent, e.g. serial "
+                                      << (arrivals.empty() ? 0 : arrivals.begin()->first);
     };
 
     // Phase 1: both clients alive; the callback is replaced all the time once the senders run.
@@ -409,32 +444,7 @@ TEST_F(CallbackWrapperTest, Update_WhileResponsesSentFromManyThreads_AcceptedOne
     }
     ABinderHost_waitForIdle();
 
-    std::map<int, std::vector<RecordedCall>> arrivals = collectArrivals();
-    size_t accepted = 0;
-    size_t unexpected = 0;
-    for (const std::vector<Sent>& thread : phase1) {
-        for (const Sent& s : thread) {
-            const std::vector<RecordedCall>& got = arrivals[s.serial];
-            if (s.result == OK) {
-                ++accepted;
-                EXPECT_EQ(1u, got.size()) << "serial " << s.serial << " was accepted but arrived "
-                                          << got.size() << " times";
-                if (got.size() == 1) {
-                    EXPECT_TRUE(arrivedIntact(s, got[0]))
-                            << "changed on the way: " << got[0].text();
-                }
-            } else if (s.result == INVALID_STATE) {
-                EXPECT_TRUE(got.empty()) << "serial " << s.serial << " was dropped yet arrived";
-            } else {
-                ++unexpected;
-            }
-            arrivals.erase(s.serial);
-        }
-    }
-    EXPECT_EQ(0u, unexpected) << "with every client alive, a sender returned neither 0 nor 4";
-    EXPECT_GT(accepted, 0u) << "no response was ever accepted: the test exercised nothing";
-    EXPECT_TRUE(arrivals.empty()) << "a client got a response nobody sent, e.g. serial "
-                                  << (arrivals.empty() ? 0 : arrivals.begin()->first);
+    verify(phase1, "", UINT64_MAX);
 
     // Phase 2: client A held; both clients die while the senders keep going.
     holder().update(a_.responseProxy());
@@ -443,9 +453,9 @@ TEST_F(CallbackWrapperTest, Update_WhileResponsesSentFromManyThreads_AcceptedOne
     std::vector<std::vector<Sent>> phase2;
     senders = runSenders(2, &phase2);
     EXPECT_TRUE(waitForSends(phase2Start + kSenders * 20)) << "the senders did not get going";
-    EXPECT_TRUE(a_.kill());
+    EXPECT_TRUE(a_.kill()) << "client A was not alive to be killed";
     const uint64_t afterKill = sequence.load();
-    EXPECT_TRUE(b_.kill());
+    EXPECT_TRUE(b_.kill()) << "client B was not alive to be killed";
     const bool sentAfterKill = waitForSends(afterKill + kSenders * 20);
     stop = true;
     for (std::thread& t : senders) {
@@ -454,33 +464,7 @@ TEST_F(CallbackWrapperTest, Update_WhileResponsesSentFromManyThreads_AcceptedOne
     ASSERT_TRUE(sentAfterKill) << "the senders stopped before the clients died";
     ABinderHost_waitForIdle();
 
-    arrivals = collectArrivals();
-    accepted = 0;
-    unexpected = 0;
-    for (const std::vector<Sent>& thread : phase2) {
-        for (const Sent& s : thread) {
-            const std::vector<RecordedCall>& got = arrivals[s.serial];
-            if (s.result == OK) {
-                ++accepted;
-                EXPECT_GE(1u, got.size()) << "serial " << s.serial << " arrived more than once";
-                EXPECT_GT(afterKill, s.sequence)
-                        << "serial " << s.serial << " was sent after the held client died, "
-                        << "yet reported as accepted";
-            } else if (s.result == FAILED || s.result == INVALID_STATE) {
-                EXPECT_TRUE(got.empty()) << "serial " << s.serial << " failed yet arrived";
-            } else {
-                ++unexpected;
-            }
-            for (const RecordedCall& call : got) {
-                EXPECT_EQ("client-a", call.process) << "a response reached a client never held";
-                EXPECT_TRUE(arrivedIntact(s, call)) << "changed on the way: " << call.text();
-            }
-            arrivals.erase(s.serial);
-        }
-    }
-    EXPECT_EQ(0u, unexpected) << "a sender returned something other than 0, 1 or 4";
-    EXPECT_GT(accepted, 0u) << "client A accepted nothing before it died";
-    EXPECT_TRUE(arrivals.empty()) << "a client got a response nobody sent";
+    verify(phase2, "client-a", afterKill);
     EXPECT_EQ(nullptr, holder().get()) << "the dead client's callback is still held";
     EXPECT_EQ(INVALID_STATE, ModemResponse::respondSetSarState(1, OK))
             << "a response after the death notice was not dropped";

@@ -100,7 +100,7 @@ TEST_P(ModemIndicationTest, IndicateCacheInfo_ByCallbacksHeld_ReturnsAndLogsWith
             break;
         case Held::INDICATION_OF_DEAD:
             CallbackHolders::indication().update(client_.indicationProxy());
-            ASSERT_TRUE(client_.kill());
+            ASSERT_TRUE(client_.kill()) << "the client was not alive to be killed";
             ABinderHost_waitForIdle();
             break;
     }

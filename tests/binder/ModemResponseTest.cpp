@@ -161,14 +161,14 @@ TEST_P(ModemResponseTest, Respond_WhenClientDiedBeforeDeathNotice_Returns1AndLog
     test::DeathNoticeGate gate(proxy->asBinder());
     CallbackHolders::response().update(proxy);
     proxy.reset();
-    ASSERT_TRUE(client_.kill());
+    ASSERT_TRUE(client_.kill()) << "the client was not alive to be killed";
     ASSERT_TRUE(gate.waitUntilNoticed()) << "the client's death notice never ran";
     log_.clear();
 
     EXPECT_EQ(FAILED, row.send(-5, OK, 1)) << "a failed binder call was not reported as FAILED";
     std::vector<std::string> lines = senderLines();
     ASSERT_EQ(2u, lines.size()) << log_.dump();
-    EXPECT_EQ(logLine(Log::INFO, row.requestLine(-5, OK, 1)), lines[0]);
+    EXPECT_EQ(logLine(Log::INFO, row.requestLine(-5, OK, 1)), lines[0]) << "wrong request line";
     const std::string exception = logLine(Log::ERROR, row.method() + ": exception = ");
     EXPECT_EQ(exception, lines[1].substr(0, exception.size()))
             << "the failed call was not logged as an exception of this method";

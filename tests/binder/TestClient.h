@@ -101,7 +101,6 @@ class DeathNoticeGate {
     DeathNoticeGate(const DeathNoticeGate&) = delete;
     DeathNoticeGate& operator=(const DeathNoticeGate&) = delete;
 
-    bool linked() const { return linked_; }
     /** Waits until the notice has reached the gate; false if it did not in time. */
     bool waitUntilNoticed();
     void release();
