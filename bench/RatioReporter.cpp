@@ -5,8 +5,16 @@
 #include "RatioReporter.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace com::vyr::plim::bench {
+
+RatioReporter::RatioReporter(std::string reference, std::string referenceTitle, std::string ours,
+                             std::string oursTitle)
+    : reference_(std::move(reference)),
+      referenceTitle_(std::move(referenceTitle)),
+      ours_(std::move(ours)),
+      oursTitle_(std::move(oursTitle)) {}
 
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     ConsoleReporter::ReportRuns(runs);
@@ -26,17 +34,18 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
 
 void RatioReporter::Finalize() {
     ConsoleReporter::Finalize();
-    printf("\n%-16s %-16s %16s %16s %14s\n", "figure", "counter", "android::Looper", "plim Looper",
-           "plim/android");
+    const std::string ratio = ours_ + "/" + reference_;
+    printf("\n%-16s %-16s %16s %16s %14s\n", "figure", "counter", referenceTitle_.c_str(),
+           oursTitle_.c_str(), ratio.c_str());
     for (const auto& [family, sides] : figures_) {
-        auto android = sides.find("android");
-        auto plim = sides.find("plim");
-        if (android == sides.end() || plim == sides.end()) {
+        auto theirs = sides.find(reference_);
+        auto mine = sides.find(ours_);
+        if (theirs == sides.end() || mine == sides.end()) {
             continue;
         }
-        for (const auto& [counter, reference] : android->second) {
-            auto ours = plim->second.find(counter);
-            if (ours == plim->second.end() || counter == "items_per_second") {
+        for (const auto& [counter, reference] : theirs->second) {
+            auto ours = mine->second.find(counter);
+            if (ours == mine->second.end() || counter == "items_per_second") {
                 continue;
             }
             printf("%-16s %-16s %16.2f %16.2f %14.3f\n", family.c_str(), counter.c_str(), reference,

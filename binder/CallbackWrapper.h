@@ -45,13 +45,63 @@ class CallbackWrapper {
     }
 
     /** Installs `cb` (empty clears), moving the death watch from the old binder to the new. */
-    virtual void update(const std::shared_ptr<T>& cb) {
+    virtual void update(const std::shared_ptr<T>& cb) { replace(cb, /*onlyIfHeldIsDead=*/false); }
+
+    /** The current callback, or empty. */
+    std::shared_ptr<T> get() {
+        MutexLock lock(mutex_);
+        return callback_;
+    }
+
+    /** The death recipient's death callback; `cookie` is the holder. Called without its lock. */
+    static void onClientDied(void* cookie) {
+        Log::printAndroidLog(Log::WARN, TAG, "client of %s died, reset callback for %p",
+                             T::descriptor, cookie);
+        if (cookie != nullptr) {
+            static_cast<CallbackWrapper*>(cookie)->clearIfDead();
+        }
+    }
+
+    /** The death recipient's on-unlinked callback. The cookie is the long-lived holder, so there
+     *  is nothing to free. */
+    static void onBinderUnlinked(void* cookie) {
+        Log::printAndroidLog(Log::WARN, TAG, "binder of %s unlinked, cookie = %p", T::descriptor,
+                             cookie);
+    }
+
+    /** The death recipient in use, or null before the first callback: for tests. */
+    AIBinder_DeathRecipient* getDeathRecipientForTesting() {
+        MutexLock lock(mutex_);
+        return deathRecipient_;
+    }
+
+  private:
+    static constexpr const char* TAG = "modem-impl";
+
+    /**
+     * A death notice names the holder, not the callback: a client that died after being
+     * replaced (its notice still on its way) must not take its successor with it. So the notice
+     * clears only a callback whose binder is dead.
+     */
+    void clearIfDead() {
+        if (isDead(get())) {
+            replace(nullptr, /*onlyIfHeldIsDead=*/true);
+        }
+    }
+
+    /** update()'s work; with `onlyIfHeldIsDead`, does nothing unless the held binder is dead
+     *  (checked again under the lock: a setCallback may have come in since the caller looked). */
+    void replace(const std::shared_ptr<T>& cb, bool onlyIfHeldIsDead) {
         Log::printAndroidLog(Log::INFO, TAG, "updating callback for %s", T::descriptor);
         MutexLock lock(mutex_);
+        if (onlyIfHeldIsDead && !isDead(callback_)) {
+            return;
+        }
         if (isSameObject(cb, callback_)) {
             return;
         }
-        if (callback_ && deathRecipient_ != nullptr) {
+        // A dead binder's link ended with its death; unlinking it would only fail.
+        if (callback_ && deathRecipient_ != nullptr && !isDead(callback_)) {
             binder_status_t status =
                     AIBinder_unlinkToDeath(callback_->asBinder().get(), deathRecipient_, this);
             if (status != STATUS_OK) {
@@ -79,36 +129,9 @@ class CallbackWrapper {
         }
     }
 
-    /** The current callback, or empty. */
-    std::shared_ptr<T> get() {
-        MutexLock lock(mutex_);
-        return callback_;
+    static bool isDead(const std::shared_ptr<T>& cb) {
+        return cb && !AIBinder_isAlive(cb->asBinder().get());
     }
-
-    /** The death recipient's death callback; `cookie` is the holder. */
-    static void onClientDied(void* cookie) {
-        Log::printAndroidLog(Log::WARN, TAG, "client of %s died, reset callback for %p",
-                             T::descriptor, cookie);
-        if (cookie != nullptr) {
-            static_cast<CallbackWrapper*>(cookie)->update(nullptr);
-        }
-    }
-
-    /** The death recipient's on-unlinked callback. The cookie is the long-lived holder, so there
-     *  is nothing to free. */
-    static void onBinderUnlinked(void* cookie) {
-        Log::printAndroidLog(Log::WARN, TAG, "binder of %s unlinked, cookie = %p", T::descriptor,
-                             cookie);
-    }
-
-    /** The death recipient in use, or null before the first callback: for tests. */
-    AIBinder_DeathRecipient* getDeathRecipientForTesting() {
-        MutexLock lock(mutex_);
-        return deathRecipient_;
-    }
-
-  private:
-    static constexpr const char* TAG = "modem-impl";
 
     /** Two callbacks are the same object when they reach the same binder: each setCallback
      *  brings a new proxy object for the same remote callback. */

@@ -10,6 +10,7 @@
 #include <plim/Log.h>
 #include <plim/Looper.h>
 
+#include "ComponentFactory.h"
 #include "ModemOptions.h"
 #include "ThreadName.h"
 
@@ -38,6 +39,12 @@ int runModemDaemon(int argc, char** argv) {
     err = Looper::prepareThreadLocalLooper();
     if (err != 0) {
         Log::printAndroidLog(Log::ERROR, TAG, "failed to prepare looper for main thread, err = %d",
+                             err);
+        return EXIT_STATUS;
+    }
+    err = ComponentFactory::getInstance().make(*instanceId);
+    if (err != 0) {
+        Log::printAndroidLog(Log::ERROR, TAG, "failed to make plim-modem components, err = %d",
                              err);
         return EXIT_STATUS;
     }

@@ -4,7 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <ostream>
+#include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <plim/Log.h>
 
@@ -15,42 +21,90 @@ namespace {
 
 class LogTest : public ::testing::Test {
   protected:
-    void TearDown() override { Log::setPrefix(""); }
-    LogCapture log_;
+    void TearDown() override {
+        Log::setPrefix("");
+        Log::setCaptureHook(nullptr);
+    }
 };
 
-TEST_F(LogTest, PrintAndroidLog_WithPrefix_PutsPrefixInFrontOfFormattedText) {
-    Log::setPrefix("[1] ");
-    Log::printAndroidLog(Log::INFO, "log-test", "%s: serial = %d", "readNv", 7);
-    EXPECT_TRUE(log_.contains(Log::INFO, "log-test", "[1] readNv: serial = 7")) << log_.dump();
+struct LineCase {
+    std::string name;
+    std::string prefix;
+    int priority;
+    std::string text;  // logged as text + "%d" with the argument 7
+};
+
+// Names the row in test output instead of dumping its bytes.
+void PrintTo(const LineCase& row, std::ostream* os) {
+    *os << row.name;
 }
 
-TEST_F(LogTest, PrintAndroidLog_WhenPrefixHasPercent_PrintsItLiterally) {
-    Log::setPrefix("[%d%s] ");
-    Log::printAndroidLog(Log::WARN, "log-test", "value %d", 5);
-    EXPECT_TRUE(log_.contains(Log::WARN, "log-test", "[%d%s] value 5"))
-            << "the prefix must never be read as a format: " << log_.dump();
+class LogLineTest : public LogTest, public ::testing::WithParamInterface<LineCase> {};
+
+TEST_P(LogLineTest, PrintAndroidLog_WithPrefix_GivesPrefixThenFormattedTextUnderItsPriority) {
+    const LineCase& c = GetParam();
+    LogCapture log;
+    Log::setPrefix(c.prefix);
+    Log::printAndroidLog(c.priority, "log-test", (c.text + "%d").c_str(), 7);
+    EXPECT_TRUE(log.contains(c.priority, "log-test", c.prefix + c.text + "7"))
+            << "line cut, garbled or under the wrong priority: " << log.dump();
 }
 
-TEST_F(LogTest, PrintAndroidLog_WhenLongerThanStackBuffer_KeepsWholeLine) {
-    Log::setPrefix(std::string(300, 'p'));
-    std::string format(400, 'f');
-    Log::printAndroidLog(Log::ERROR, "log-test", "%s|%s", format.c_str(), "end");
-    EXPECT_TRUE(log_.contains(Log::ERROR, "log-test", std::string(300, 'p') + format + "|end"))
-            << "a long line was cut or garbled";
-    std::string longFormat = std::string(600, 'x') + " %d";
-    Log::printAndroidLog(Log::ERROR, "log-test", longFormat.c_str(), 9);
-    EXPECT_TRUE(log_.contains(Log::ERROR, "log-test",
-                              std::string(300, 'p') + std::string(600, 'x') + " 9"))
-            << "a format longer than the stack buffer was cut or garbled";
-}
+// Prefix and format share a 512-byte stack buffer (terminator included) until they outgrow it:
+// 4 + 505 + 2 + 1 bytes fill it exactly.
+INSTANTIATE_TEST_SUITE_P(
+        Lines, LogLineTest,
+        ::testing::Values(LineCase{"Prefixed", "[1] ", Log::INFO, "serial = "},
+                          LineCase{"PercentInPrefixIsLiteral", "[%d%s] ", Log::WARN, "value "},
+                          LineCase{"FillsStackBuffer", "[1] ", Log::DEBUG, std::string(505, 'f')},
+                          LineCase{"OneOverStackBuffer", "[1] ", Log::ERROR,
+                                   std::string(506, 'f')}),
+        [](const ::testing::TestParamInfo<LineCase>& info) { return info.param.name; });
 
-TEST_F(LogTest, PrintAndroidLog_EachPriority_ReachesHookWithItsPriorityAndTag) {
-    for (int priority : {Log::DEBUG, Log::INFO, Log::WARN, Log::ERROR}) {
-        Log::printAndroidLog(priority, "tag-x", "p%d", priority);
-        EXPECT_TRUE(log_.contains(priority, "tag-x", "p" + std::to_string(priority)))
-                << "priority " << priority << " lost: " << log_.dump();
+TEST_F(LogTest, PrintAndroidLog_WhenManyThreads_CapturesEveryLineWhole) {
+    LogCapture log;
+    constexpr int THREADS = 4;
+    constexpr int LINES = 500;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < LINES; ++i) {
+                Log::printAndroidLog(Log::DEBUG, "log-test", "thread %d line %d", t, i);
+            }
+        });
     }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::multiset<std::string> expected;
+    for (int t = 0; t < THREADS; ++t) {
+        for (int i = 0; i < LINES; ++i) {
+            expected.insert("thread " + std::to_string(t) + " line " + std::to_string(i));
+        }
+    }
+    std::vector<std::string> texts = log.texts("log-test");
+    EXPECT_EQ(std::multiset<std::string>(texts.begin(), texts.end()), expected)
+            << "lines were lost, torn or repeated";
+}
+
+TEST_F(LogTest, SetCaptureHook_WhenClearedWhileOthersLog_NeverCallsItAgain) {
+    std::atomic<int> calls{0};
+    Log::setCaptureHook([&](int, const char*, const std::string&) { calls++; });
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        while (!stop.load()) {
+            Log::printAndroidLog(Log::DEBUG, "log-test", "noise");
+        }
+    });
+    while (calls.load() < 100) {
+        std::this_thread::yield();
+    }
+    Log::setCaptureHook(nullptr);
+    const int callsWhenCleared = calls.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    stop = true;
+    writer.join();
+    EXPECT_EQ(calls.load(), callsWhenCleared) << "a removed hook was still running or called";
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <plim/Errno.h>
@@ -28,15 +29,20 @@ struct OptionsCase {
     std::vector<std::string> args;  // after argv[0]
     int result;
     std::optional<int> id;
-    std::vector<LogLine> expectedLines;  // all of them, in order, after "parsing modem options"
+    std::vector<LogLine> expectedLines;  // all above DEBUG, in order, after "parsing modem options"
 };
+
+OptionsCase row(std::string name, std::vector<std::string> args, int result, std::optional<int> id,
+                std::vector<LogLine> lines) {
+    return {std::move(name), std::move(args), result, id, std::move(lines)};
+}
 
 // Names the row in test output instead of dumping its bytes.
 void PrintTo(const OptionsCase& row, std::ostream* os) {
     *os << row.name;
 }
 
-class ModemOptionsTest : public ::testing::TestWithParam<OptionsCase> {
+class ModemOptionsTest : public ::testing::Test {
   protected:
     void SetUp() override { ModemOptions::clearForTesting(); }
     void TearDown() override { ModemOptions::clearForTesting(); }
@@ -57,15 +63,23 @@ class ModemOptionsTest : public ::testing::TestWithParam<OptionsCase> {
     std::vector<char*> argv_;
 };
 
-TEST_P(ModemOptionsTest, Parse_CommandLine_GivesResultIdAndLogLines) {
+class ModemOptionsLineTest : public ModemOptionsTest,
+                             public ::testing::WithParamInterface<OptionsCase> {};
+
+TEST_P(ModemOptionsLineTest, Parse_CommandLine_GivesResultIdAndLogLines) {
     const OptionsCase& c = GetParam();
-    EXPECT_EQ(parse(c.args), c.result) << "wrong result";
+    EXPECT_EQ(parse(c.args), c.result) << "wrong result: the daemon would start or stop wrongly";
     EXPECT_EQ(ModemOptions::instanceId(), c.id) << "wrong instance id stored";
 
-    std::vector<LogLine> lines = log_.lines();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines[0].text, "parse: parsing modem options");
-    ASSERT_EQ(lines.size(), c.expectedLines.size() + 1) << log_.dump();
+    std::vector<LogLine> lines;
+    for (const LogLine& line : log_.lines()) {
+        if (line.priority > Log::DEBUG) {
+            lines.push_back(line);
+        }
+    }
+    ASSERT_EQ(lines.size(), c.expectedLines.size() + 1) << "lines missing or extra:\n"
+                                                        << log_.dump();
+    EXPECT_EQ(lines[0].text, "parse: parsing modem options") << "start of parsing not logged";
     for (size_t i = 0; i < c.expectedLines.size(); ++i) {
         EXPECT_EQ(lines[i + 1].priority, c.expectedLines[i].priority) << "line " << i + 1;
         EXPECT_EQ(lines[i + 1].tag, TAG) << "line " << i + 1;
@@ -73,90 +87,38 @@ TEST_P(ModemOptionsTest, Parse_CommandLine_GivesResultIdAndLogLines) {
     }
 }
 
-LogLine parsedAs(const std::string& text, int id) {
-    return {Log::DEBUG, TAG,
-            "parse: input instance id {" + text + "} is parsed as {" + std::to_string(id) + "}"};
-}
 LogLine accepted(int id) {
     return {Log::INFO, TAG, "parse: successfully parsed instance id {" + std::to_string(id) + "}"};
 }
 LogLine refused(int id) {
     return {Log::ERROR, TAG, "parse: invalid instance id {" + std::to_string(id) + "} parsed"};
 }
+LogLine ignored(int id, const std::string& text) {
+    return {Log::WARN, TAG,
+            "parse: instance id {" + std::to_string(id) + "} was set before, ignore to parse " +
+                    "instance id {" + text + "}"};
+}
 LogLine skipped(const std::string& shown, int code) {
     return {Log::INFO, TAG, "parse: skip option {" + shown + "(=" + std::to_string(code) + ")}"};
 }
 
 INSTANTIATE_TEST_SUITE_P(
-        CommandLines, ModemOptionsTest,
-        ::testing::Values(
-                OptionsCase{"Instance0", {"-i", "0"}, OK, 0, {parsedAs("0", 0), accepted(0)}},
-                OptionsCase{"Instance1Joined", {"-i1"}, OK, 1, {parsedAs("1", 1), accepted(1)}},
-                OptionsCase{"Instance2",
-                            {"-i", "2"},
-                            INVALID_ARGUMENT,
-                            std::nullopt,
-                            {parsedAs("2", 2), refused(2)}},
-                OptionsCase{"InstanceMinus1",
-                            {"-i", "-1"},
-                            INVALID_ARGUMENT,
-                            std::nullopt,
-                            {parsedAs("-1", -1), refused(-1)}},
-                OptionsCase{"NotANumberIsZero",
-                            {"-i", "abc"},
-                            OK,
-                            0,
-                            {parsedAs("abc", 0), accepted(0)}},
-                OptionsCase{"TrailingTextIgnored",
-                            {"-i", "1x"},
-                            OK,
-                            1,
-                            {parsedAs("1x", 1), accepted(1)}},
-                OptionsCase{"SecondIdIgnored",
-                            {"-i", "0", "-i", "1"},
-                            OK,
-                            0,
-                            {parsedAs("0", 0),
-                             accepted(0),
-                             {Log::WARN, TAG,
-                              "parse: instance id {0} was set before, ignore to parse instance "
-                              "id {1}"}}},
-                OptionsCase{"InvalidSecondIdIgnoredToo",
-                            {"-i", "1", "-i", "7"},
-                            OK,
-                            1,
-                            {parsedAs("1", 1),
-                             accepted(1),
-                             {Log::WARN, TAG,
-                              "parse: instance id {1} was set before, ignore to parse instance "
-                              "id {7}"}}},
-                OptionsCase{"UnknownOptionSkipped",
-                            {"-x", "-i", "1"},
-                            OK,
-                            1,
-                            {skipped("x", 120), parsedAs("1", 1), accepted(1)}},
-                OptionsCase{"BareWordSkipped",
-                            {"word", "-i", "0"},
-                            OK,
-                            0,
-                            {skipped("\x01", 1), parsedAs("0", 0), accepted(0)}},
-                OptionsCase{
-                        "MissingArgumentSkipped", {"-i"}, OK, std::nullopt, {skipped("i", 105)}},
-                OptionsCase{"NoOptions", {}, OK, std::nullopt, {}},
-                OptionsCase{"FailureStopsScan",
-                            {"-i", "5", "-i", "0"},
-                            INVALID_ARGUMENT,
-                            std::nullopt,
-                            {parsedAs("5", 5), refused(5)}}),
+        CommandLines, ModemOptionsLineTest,
+        ::testing::Values(row("Instance2RefusedAndScanStops", {"-i", "2", "-i", "0"},
+                              INVALID_ARGUMENT, std::nullopt, {refused(2)}),
+                          row("InstanceMinus1Refused", {"-i", "-1"}, INVALID_ARGUMENT, std::nullopt,
+                              {refused(-1)}),
+                          row("NotANumberIsZero", {"-i", "abc"}, OK, 0, {accepted(0)}),
+                          row("InvalidSecondIdIgnored", {"-i", "1", "-i", "7"}, OK, 1,
+                              {accepted(1), ignored(1, "7")}),
+                          row("UnknownOptionAndMissingArgumentSkipped", {"-x", "-i"}, OK,
+                              std::nullopt, {skipped("x", 120), skipped("i", 105)}),
+                          row("BareWordSkipped", {"word", "-i", "1"}, OK, 1,
+                              {skipped("\x01", 1), accepted(1)}),
+                          row("NoOptions", {}, OK, std::nullopt, {})),
         [](const ::testing::TestParamInfo<OptionsCase>& info) { return info.param.name; });
 
-class ModemOptionsInputTest : public ::testing::Test {
-  protected:
-    void SetUp() override { ModemOptions::clearForTesting(); }
-    LogCapture log_;
-};
-
-TEST_F(ModemOptionsInputTest, Parse_WhenNoArgvOrCount_ReturnsInvalidArgument) {
+TEST_F(ModemOptionsTest, Parse_WhenNoArgvOrCount_ReturnsInvalidArgument) {
     char name[] = "plim-modem";
     char* argv[] = {name, nullptr};
     EXPECT_EQ(ModemOptions::parse(0, argv), INVALID_ARGUMENT) << "argc 0 accepted";
@@ -165,19 +127,12 @@ TEST_F(ModemOptionsInputTest, Parse_WhenNoArgvOrCount_ReturnsInvalidArgument) {
             << log_.dump();
 }
 
-TEST_F(ModemOptionsInputTest, Parse_WhenCalledAgain_StartsScanOverAndKeepsFirstId) {
-    char name[] = "plim-modem";
-    char flag[] = "-i";
-    char one[] = "1";
-    char zero[] = "0";
-    char* first[] = {name, flag, one, nullptr};
-    char* second[] = {name, flag, zero, nullptr};
-    ASSERT_EQ(ModemOptions::parse(3, first), OK);
-    ASSERT_EQ(ModemOptions::parse(3, second), OK);
+// getopt keeps its position between calls; a parse that did not rewind would see nothing.
+TEST_F(ModemOptionsTest, Parse_WhenCalledAgain_RescansFromFirstArgumentAndKeepsFirstId) {
+    ASSERT_EQ(parse({"-i", "1"}), OK);
+    ASSERT_EQ(parse({"-i", "0"}), OK);
     EXPECT_EQ(ModemOptions::instanceId(), 1) << "a later parse replaced the first id";
-    EXPECT_TRUE(
-            log_.contains(Log::WARN, TAG,
-                          "parse: instance id {1} was set before, ignore to parse instance id {0}"))
+    EXPECT_TRUE(log_.contains(Log::WARN, TAG, ignored(1, "0").text))
             << "the second parse did not rescan from the first argument: " << log_.dump();
 }
 

@@ -6,7 +6,6 @@
 
 #include <sys/prctl.h>
 
-#include <ostream>
 #include <string>
 #include <thread>
 
@@ -25,41 +24,24 @@ std::string currentThreadName() {
     return name;
 }
 
-struct NameCase {
-    std::string testName;
-    std::string name;
-    int result;
-};
+class SetThreadNameTest : public ::testing::Test {};
 
-// Names the row in test output instead of dumping its bytes.
-void PrintTo(const NameCase& row, std::ostream* os) {
-    *os << row.testName;
-}
-
-class SetThreadNameTest : public ::testing::TestWithParam<NameCase> {};
-
-TEST_P(SetThreadNameTest, SetThreadName_ByLength_NamesThreadOrRefuses) {
-    const NameCase& c = GetParam();
+TEST_F(SetThreadNameTest, SetThreadName_ByLength_Takes15CharactersAndRefuses16) {
+    const std::string fifteen = "abcdefghijklmno";
     test::LogCapture log;
     // On a thread of its own, so the test runner's thread keeps its name.
     std::thread([&] {
-        std::string before = currentThreadName();
-        EXPECT_EQ(setThreadName(c.name), c.result);
-        EXPECT_EQ(currentThreadName(), c.result == OK ? c.name : before)
-                << "the kernel's name of the thread is wrong";
+        EXPECT_EQ(setThreadName(fifteen), OK) << "15 characters and the terminator fit the kernel";
+        EXPECT_EQ(currentThreadName(), fifteen) << "an accepted name was not set";
+        EXPECT_EQ(setThreadName(fifteen + "p"), INVALID_ARGUMENT) << "the kernel keeps 15, no more";
+        EXPECT_EQ(currentThreadName(), fifteen) << "a refused name must leave the name alone";
     }).join();
-    bool logged = log.contains(Log::ERROR, "modem-util",
-                               "setThreadName: {" + c.name + "} is too long for a thread name");
-    EXPECT_EQ(logged, c.result != OK) << log.dump();
+    ASSERT_EQ(log.lines().size(), 1u) << "the refusal, and only it, must be logged:\n"
+                                      << log.dump();
+    EXPECT_TRUE(log.contains(Log::ERROR, "modem-util",
+                             "setThreadName: {" + fifteen + "p} is too long for a thread name"))
+            << log.dump();
 }
-
-INSTANTIATE_TEST_SUITE_P(
-        Lengths, SetThreadNameTest,
-        ::testing::Values(NameCase{"Fifteen", "abcdefghijklmno", OK},
-                          NameCase{"Sixteen", "abcdefghijklmnop", INVALID_ARGUMENT},
-                          NameCase{"MainThreadName", "modem-main", OK},
-                          NameCase{"Long", std::string(64, 'n'), INVALID_ARGUMENT}),
-        [](const ::testing::TestParamInfo<NameCase>& info) { return info.param.testName; });
 
 }  // namespace
 }  // namespace com::vyr::plim::modem

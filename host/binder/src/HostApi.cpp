@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "InProcessTransport.h"
+#include "InjectedFailures.h"
 #include "Process.h"
 #include "ProcessRegistry.h"
 #include "ThreadContext.h"
@@ -115,4 +116,12 @@ void ABinderHost_waitForIdle() {
 
 bool ABinderHost_isBinderThread() {
     return ThreadContext::current().isBinderThread();
+}
+
+void ABinderHost_setThreadPoolMaxThreadCountRefused(bool refused) {
+    hostbinder::InjectedFailures::setThreadPoolMaxRefused(refused);
+}
+
+void ABinderHost_setAddServiceFailure(binder_exception_t exception) {
+    hostbinder::InjectedFailures::setAddServiceFailure(exception);
 }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 
+#include "InjectedFailures.h"
 #include "Process.h"
 #include "ServiceManager.h"
 #include "ThreadContext.h"
@@ -32,6 +33,9 @@ AIBinder* handOver(ndk::SpAIBinder binder) {
 binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
     if (!ThreadContext::current().process().isAlive())
         return EX_TRANSACTION_FAILED;
+    const binder_exception_t injected = hostbinder::InjectedFailures::addServiceFailure();
+    if (injected != EX_NONE)
+        return injected;
     return ServiceManager::instance().add(binder, instance);
 }
 

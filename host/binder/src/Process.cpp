@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "InjectedFailures.h"
 #include "ThreadContext.h"
 
 namespace hostbinder {
@@ -25,7 +26,16 @@ Process::~Process() {
 
 bool Process::setMaxThreadCount(uint32_t count) {
     MutexLock lock(mLock);
-    // Threads already started stay; only later lazy starts are limited.
+    // As on a device: threads already started could outnumber a lowered maximum.
+    if (mPoolStarted && count < mMaxLazyThreads) {
+        std::fprintf(stderr,
+                     "binder: process %s: thread pool cannot be shrunk after starting "
+                     "(maximum %u, asked for %u)\n",
+                     mName.c_str(), mMaxLazyThreads, count);
+        std::abort();
+    }
+    if (InjectedFailures::threadPoolMaxRefused())
+        return false;
     mMaxLazyThreads = count;
     return true;
 }
@@ -100,11 +110,14 @@ void Process::post(std::unique_ptr<Work> work) {
                 ++mLazyThreads;
                 startThreadLocked();
             }
-            mWorkQueued.notifyOne();
-            return;
         }
     }
-    work->cancel();
+    if (work != nullptr) {
+        work->cancel();  // the process is dying
+        return;
+    }
+    // After the unlock, so that the woken thread does not block at once on mLock.
+    mWorkQueued.notifyOne();
 }
 
 bool Process::markDead(std::deque<std::unique_ptr<Work>>* queued) {

@@ -14,8 +14,10 @@ void ReplySlot::complete(binder_status_t status, std::unique_ptr<AParcel> reply)
         mDone = true;
         mStatus = status;
         mReply = std::move(reply);
-        mCompleted.notifyAll();
     }
+    // One caller waits; woken after the unlock so that it does not block at once on mLock. The
+    // slot outlives this call: the completer holds it by a shared pointer.
+    mCompleted.notifyOne();
 }
 
 binder_status_t ReplySlot::wait(std::unique_ptr<AParcel>* reply) {

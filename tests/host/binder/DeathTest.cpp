@@ -158,84 +158,58 @@ TEST_F(DeathTest, Kill_WhenOnewayCallsQueued_DropsThem) {
     EXPECT_EQ(1, handled.load()) << "oneway calls queued to a dead process still ran";
 }
 
-TEST_F(DeathTest, LinkToDeath_WhenLocal_RefusedAndUnlinkedOnce) {
+TEST_F(DeathTest, LinkToDeath_WhenLocalOrDead_RefusedAndUnlinkedOnceWithoutDeath) {
     ndk::SpAIBinder local = testobject::create([](auto, auto, auto) { return STATUS_OK; });
-    Cookie cookie;
-    EXPECT_EQ(STATUS_INVALID_OPERATION, link(local, &cookie))
-            << "a death link on a local object was accepted";
-    EXPECT_EQ(1, cookie.unlinked.load()) << "a refused link must end with one onUnlinked";
-    EXPECT_EQ(0, cookie.died.load());
-}
-
-TEST_F(DeathTest, LinkToDeath_WhenAlreadyDead_FailsDeadObjectAndUnlinkedOnce) {
-    ndk::SpAIBinder proxy = watchedObject();
+    ndk::SpAIBinder dead = watchedObject();
     ASSERT_TRUE(server.kill());
-    Cookie cookie;
-    EXPECT_EQ(STATUS_DEAD_OBJECT, link(proxy, &cookie)) << "linked to a dead object";
+    Cookie onLocal, onDead;
+    EXPECT_EQ(STATUS_INVALID_OPERATION, link(local, &onLocal)) << "linked to a local object";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, link(dead, &onDead)) << "linked to a dead object";
     ABinderHost_waitForIdle();
-    EXPECT_EQ(1, cookie.unlinked.load()) << "a refused link must end with one onUnlinked";
-    EXPECT_EQ(0, cookie.died.load()) << "a refused link still got a death notification";
+    for (Cookie* cookie : {&onLocal, &onDead}) {
+        EXPECT_EQ(1, cookie->unlinked.load()) << "a refused link must end with one onUnlinked";
+        EXPECT_EQ(0, cookie->died.load()) << "a refused link still got a death notification";
+    }
 }
 
-TEST_F(DeathTest, UnlinkToDeath_WhenLinked_UnlinkedOnceAndNoDeathLater) {
+TEST_F(DeathTest, UnlinkToDeath_ByLinkState_EndsOnlyThatLinkOnce) {
     ndk::SpAIBinder proxy = watchedObject();
-    Cookie kept, removed;
+    Cookie kept, removed, stranger;
     ASSERT_EQ(STATUS_OK, link(proxy, &kept));
     ASSERT_EQ(STATUS_OK, link(proxy, &removed));
     EXPECT_EQ(STATUS_OK, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &removed));
     EXPECT_EQ(1, removed.unlinked.load()) << "unlinking did not call onUnlinked";
+    EXPECT_EQ(STATUS_NAME_NOT_FOUND,
+              AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &stranger))
+            << "an unknown cookie was unlinked";
 
     ASSERT_TRUE(server.kill());
     ABinderHost_waitForIdle();
     EXPECT_EQ(0, removed.died.load()) << "an unlinked link still got the death notification";
     EXPECT_EQ(1, removed.unlinked.load()) << "onUnlinked ran again for an unlinked link";
     EXPECT_EQ(1, kept.died.load()) << "unlinking one cookie removed another";
-}
-
-TEST_F(DeathTest, UnlinkToDeath_WhenNeverLinked_FailsNameNotFound) {
-    // The link outlives the test body: its cookie must outlive the proxy, whose end unlinks it.
-    Cookie linked, stranger;
-    ndk::SpAIBinder proxy = watchedObject();
-    ASSERT_EQ(STATUS_OK, link(proxy, &linked));
-    EXPECT_EQ(STATUS_NAME_NOT_FOUND,
-              AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &stranger))
-            << "an unknown cookie was unlinked";
-    EXPECT_EQ(0, linked.unlinked.load()) << "the wrong link was removed";
-    proxy.set(nullptr);
-    EXPECT_EQ(1, linked.unlinked.load()) << "the proxy's end did not unlink its link";
-}
-
-TEST_F(DeathTest, UnlinkToDeath_AfterDeath_FailsDeadObjectWithoutSecondUnlinked) {
-    ndk::SpAIBinder proxy = watchedObject();
-    Cookie cookie;
-    ASSERT_EQ(STATUS_OK, link(proxy, &cookie));
-    ASSERT_TRUE(server.kill());
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &cookie))
+    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &kept))
             << "a link consumed by the death was still there";
-    EXPECT_EQ(1, cookie.unlinked.load()) << "onUnlinked ran twice for one link";
+    EXPECT_EQ(1, kept.unlinked.load()) << "onUnlinked ran twice for one link";
 }
 
-TEST_F(DeathTest, DeathRecipientDelete_WhenLinksRemain_UnlinksThemAndNoDeathLater) {
-    ndk::SpAIBinder proxy = watchedObject();
-    Cookie cookie;
-    ASSERT_EQ(STATUS_OK, link(proxy, &cookie));
-    recipient.set(nullptr);
-    EXPECT_EQ(1, cookie.unlinked.load()) << "deleting the recipient did not unlink it";
-    ASSERT_TRUE(server.kill());
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(0, cookie.died.load()) << "a deleted recipient was still notified";
-}
+TEST_F(DeathTest, LinkOwnerDestroyed_WhenRecipientOrProxyGoes_UnlinksAndNoDeathLater) {
+    ndk::SpAIBinder first = watchedObject();
+    ndk::SpAIBinder second = watchedObject();
+    ndk::ScopedAIBinder_DeathRecipient other(AIBinder_DeathRecipient_new(onDied));
+    AIBinder_DeathRecipient_setOnUnlinked(other.get(), onUnlinked);
+    Cookie byRecipient, byProxy;
+    ASSERT_EQ(STATUS_OK, link(first, &byRecipient, other.get()));
+    ASSERT_EQ(STATUS_OK, link(second, &byProxy));
+    other.set(nullptr);
+    second.set(nullptr);
+    EXPECT_EQ(1, byRecipient.unlinked.load()) << "deleting the recipient did not unlink it";
+    EXPECT_EQ(1, byProxy.unlinked.load()) << "a destroyed proxy kept its links";
 
-TEST_F(DeathTest, ProxyDestroyed_WhenLinksRemain_UnlinksThem) {
-    ndk::SpAIBinder proxy = watchedObject();
-    Cookie cookie;
-    ASSERT_EQ(STATUS_OK, link(proxy, &cookie));
-    proxy.set(nullptr);
-    EXPECT_EQ(1, cookie.unlinked.load()) << "a destroyed proxy kept its links";
     ASSERT_TRUE(server.kill());
     ABinderHost_waitForIdle();
-    EXPECT_EQ(0, cookie.died.load()) << "a destroyed proxy's link was notified";
+    EXPECT_EQ(0, byRecipient.died.load()) << "a deleted recipient was still notified";
+    EXPECT_EQ(0, byProxy.died.load()) << "a destroyed proxy's link was notified";
 }
 
 TEST_F(DeathTest, Kill_WhenLinkerHasNoThreadYet_NotificationWaitsForOne) {

@@ -79,12 +79,4 @@ TEST(ScopedAStatusTest, IsOk_WhenEmpty_False) {
     EXPECT_FALSE(empty.isOk()) << "a status never set must not pass as success";
 }
 
-TEST(ScopedAStatusTest, Release_WhenTaken_OwnerEmptyAndStatusIntact) {
-    ndk::ScopedAStatus owner = ndk::ScopedAStatus::fromServiceSpecificError(3);
-    AStatus* raw = owner.release();
-    EXPECT_EQ(nullptr, owner.get()) << "release left the owner holding the status";
-    EXPECT_EQ(3, AStatus_getServiceSpecificError(raw)) << "the released status was damaged";
-    AStatus_delete(raw);
-}
-
 }  // namespace

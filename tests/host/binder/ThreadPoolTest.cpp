@@ -3,16 +3,16 @@
  */
 
 // Binder thread pools of simulated processes: one thread at start, more only while calls wait,
-// never past the maximum; joined threads serve too.
+// never past the maximum, which may grow but not shrink once the pool runs.
 
 #include <android/binder_host.h>
 #include <android/binder_process.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -22,10 +22,25 @@
 namespace {
 
 constexpr transaction_code_t kCall = FIRST_CALL_TRANSACTION;
+constexpr uint32_t kNoChange = UINT32_MAX;
 
-class ThreadPoolTest : public ::testing::Test {
+// How the maximum is set around startThreadPool; every row ends with 2 lazy threads allowed.
+struct MaximumRow {
+    const char* name;
+    uint32_t before;   // set before starting
+    uint32_t after;    // set once started, or kNoChange
+    bool refused;      // the device refuses the setting made after starting
+    bool afterResult;  // what that setting returns
+};
+
+void PrintTo(const MaximumRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class ThreadPoolTest : public ::testing::TestWithParam<MaximumRow> {
   protected:
     void TearDown() override {
+        ABinderHost_setThreadPoolMaxThreadCountRefused(false);
         ABinderHost_waitForIdle();
         EXPECT_EQ(0u, server.pendingWork()) << "the server still has work queued";
     }
@@ -40,9 +55,17 @@ class ThreadPoolTest : public ::testing::Test {
     ndk::host::ScopedProcess server{"server"};
 };
 
-TEST_F(ThreadPoolTest, StartThreadPool_WhenCallsPileUp_StartsThreadsLazilyUpToMax) {
-    constexpr uint32_t kLazy = 2;
-    server.startThreadPool(kLazy);
+TEST_P(ThreadPoolTest, StartThreadPool_WhenCallsPileUp_StartsThreadsLazilyUpToMax) {
+    const MaximumRow& row = GetParam();
+    server.run([&] {
+        ASSERT_TRUE(ABinderProcess_setThreadPoolMaxThreadCount(row.before));
+        ABinderProcess_startThreadPool();
+        ABinderHost_setThreadPoolMaxThreadCountRefused(row.refused);
+        if (row.after != kNoChange) {
+            EXPECT_EQ(row.afterResult, ABinderProcess_setThreadPoolMaxThreadCount(row.after))
+                    << "the setting after start was refused or accepted wrongly";
+        }
+    });
     EXPECT_EQ(1u, ABinderHost_Process_getBinderThreadCount(server.get()))
             << "startThreadPool must start exactly one thread";
 
@@ -59,14 +82,13 @@ TEST_F(ThreadPoolTest, StartThreadPool_WhenCallsPileUp_StartsThreadsLazilyUpToMa
         release.wait();
         return STATUS_OK;
     });
-
     std::vector<std::thread> callers;
     for (int i = 0; i < 4; ++i) {
         callers.emplace_back([&] { EXPECT_EQ(STATUS_OK, testobject::callInt(proxy, kCall, 0)); });
     }
     {
         std::unique_lock<std::mutex> lock(mutex);
-        ASSERT_TRUE(changed.wait_for(lock, Latch::kTimeout, [&] { return running == 3; }))
+        EXPECT_TRUE(changed.wait_for(lock, Latch::kTimeout, [&] { return running == 3; }))
                 << "the pool did not grow to serve the waiting calls";
     }
     // The fourth caller may still be on its way: wait until its call is queued too.
@@ -75,59 +97,46 @@ TEST_F(ThreadPoolTest, StartThreadPool_WhenCallsPileUp_StartsThreadsLazilyUpToMa
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_EQ(4u, server.pendingWork()) << "a call got lost on its way to the server";
-    EXPECT_EQ(1 + kLazy, ABinderHost_Process_getBinderThreadCount(server.get()))
-            << "the pool grew past its maximum";
+    EXPECT_EQ(3u, ABinderHost_Process_getBinderThreadCount(server.get()))
+            << "the pool did not grow to exactly its maximum";
     {
         std::lock_guard<std::mutex> lock(mutex);
         EXPECT_EQ(3, running) << "the fourth call ran without a free thread";
     }
     release.open();
-    for (std::thread& caller : callers)
+    for (std::thread& caller : callers) {
         caller.join();
+    }
     std::lock_guard<std::mutex> lock(mutex);
     EXPECT_EQ(4, running) << "a call was lost";
 }
 
-TEST_F(ThreadPoolTest, StartThreadPool_WhenWorkQueuedBefore_RunsIt) {
-    std::atomic<int> handled{0};
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
-        ++handled;
-        return STATUS_OK;
-    });
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kCall, 0, nullptr, FLAG_ONEWAY));
-    EXPECT_EQ(1u, server.pendingWork()) << "a process without threads must hold the call";
-    EXPECT_EQ(0, handled.load()) << "a call ran in a process without binder threads";
+INSTANTIATE_TEST_SUITE_P(Maximums, ThreadPoolTest,
+                         ::testing::Values(MaximumRow{"SetBeforeStart", 2, kNoChange, false, true},
+                                           MaximumRow{"RaisedAfterStart", 1, 2, false, true},
+                                           MaximumRow{"SameAfterStart", 2, 2, false, true},
+                                           MaximumRow{"RaiseRefused", 2, 5, true, false}),
+                         [](const ::testing::TestParamInfo<MaximumRow>& info) {
+                             return info.param.name;
+                         });
 
-    server.startThreadPool(0);
-    server.waitForIdle();
-    EXPECT_EQ(1, handled.load()) << "the held call did not run once the pool started";
-}
+using ThreadPoolDeathTest = ThreadPoolTest;
 
-TEST_F(ThreadPoolTest, JoinThreadPool_WhenJoined_ServesCallsAndReturnsOnDeath) {
-    std::thread::id joinedId;
-    std::thread joined([&] {
-        joinedId = std::this_thread::get_id();
-        ndk::host::ProcessContext context(server.get());
-        ABinderProcess_joinThreadPool();
-    });
-    std::thread::id ranOn;
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
-        ranOn = std::this_thread::get_id();
-        return STATUS_OK;
-    });
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kCall, 0));
-    EXPECT_EQ(joinedId, ranOn) << "the joined thread did not serve the call";
-    ASSERT_TRUE(server.kill());
-    joined.join();  // hangs (and times out) if joinThreadPool does not return on death
-}
-
-TEST_F(ThreadPoolTest, IsThreadPoolStarted_WhenStartedInOneProcess_OthersUnaffected) {
-    ndk::host::ScopedProcess other("other");
-    server.startThreadPool(0);
-    EXPECT_TRUE(server.run([] { return ABinderProcess_isThreadPoolStarted(); }))
-            << "the started pool is not reported";
-    EXPECT_FALSE(other.run([] { return ABinderProcess_isThreadPoolStarted(); }))
-            << "starting one process's pool started another's";
+TEST_F(ThreadPoolDeathTest, SetThreadPoolMaxThreadCount_WhenLoweredAfterStart_Aborts) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // The daemon's own process, as it would go wrong in the daemon.
+    EXPECT_DEATH(
+            {
+                ABinderProcess_setThreadPoolMaxThreadCount(1);
+                ABinderProcess_startThreadPool();
+                ABinderProcess_setThreadPoolMaxThreadCount(0);
+            },
+            "thread pool cannot be shrunk after starting")
+            << "a started pool was shrunk instead of aborting";
+    EXPECT_TRUE(server.run([] {
+        return ABinderProcess_setThreadPoolMaxThreadCount(1) &&
+               ABinderProcess_setThreadPoolMaxThreadCount(0);
+    })) << "a pool that has not started must take any maximum";
 }
 
 }  // namespace

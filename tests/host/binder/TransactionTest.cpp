@@ -7,7 +7,6 @@
 
 #include <android/binder_host.h>
 #include <android/binder_parcel_utils.h>
-#include <android/binder_process.h>
 #include <gtest/gtest.h>
 
 #include <ostream>
@@ -25,7 +24,20 @@ namespace {
 constexpr transaction_code_t kDouble = FIRST_CALL_TRANSACTION;
 constexpr transaction_code_t kRecord = FIRST_CALL_TRANSACTION + 1;
 
-class TransactionTest : public ::testing::Test {
+// A transaction the binder answers itself: a spoiled interface token, or a code outside the
+// user range.
+struct RefusalRow {
+    const char* name;
+    transaction_code_t code;
+    void (*spoil)(AParcel*);
+    binder_status_t expected;
+};
+
+void PrintTo(const RefusalRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class TransactionTest : public ::testing::TestWithParam<RefusalRow> {
   protected:
     void SetUp() override { server.startThreadPool(3); }
 
@@ -53,17 +65,7 @@ class TransactionTest : public ::testing::Test {
     ndk::host::ScopedProcess server{"server"};
 };
 
-TEST_F(TransactionTest, Transact_WhenTwoWay_ReturnsReplyWrittenByServer) {
-    ndk::SpAIBinder proxy =
-            serve([](auto, const AParcel* in, AParcel* out) { return doubleIt(in, out); });
-    ASSERT_TRUE(AIBinder_isRemote(proxy.get())) << "the server's object was not a proxy here";
-
-    int32_t result = 0;
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kDouble, 21, &result));
-    EXPECT_EQ(42, result) << "the reply is not what the server wrote";
-}
-
-TEST_F(TransactionTest, Transact_WhenRemote_RunsOnServerBinderThreadWithCallerIdentity) {
+TEST_F(TransactionTest, Transact_WhenRemote_RunsOnServerBinderThreadAndRepliesToCaller) {
     struct Seen {
         std::thread::id thread;
         bool binderThread = false;
@@ -73,16 +75,19 @@ TEST_F(TransactionTest, Transact_WhenRemote_RunsOnServerBinderThreadWithCallerId
     };
     std::mutex mutex;
     std::vector<Seen> seen;
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
+    ndk::SpAIBinder proxy = serve([&](auto, const AParcel* in, AParcel* out) {
         std::lock_guard<std::mutex> lock(mutex);
         seen.push_back({std::this_thread::get_id(), ABinderHost_isBinderThread(),
                         ABinderHost_Process_getCurrent(), AIBinder_getCallingPid(),
                         AIBinder_isHandlingTransaction()});
-        return STATUS_OK;
+        return doubleIt(in, out);
     });
+    ASSERT_TRUE(AIBinder_isRemote(proxy.get())) << "the server's object was not a proxy here";
 
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kRecord, 0));
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kRecord, 0, nullptr, FLAG_ONEWAY));
+    int32_t result = 0;
+    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kDouble, 21, &result));
+    EXPECT_EQ(42, result) << "the reply is not what the server wrote";
+    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kDouble, 0, nullptr, FLAG_ONEWAY));
     ABinderHost_waitForIdle();
 
     std::lock_guard<std::mutex> lock(mutex);
@@ -109,24 +114,8 @@ TEST_F(TransactionTest, Transact_WhenLocal_RunsOnCallerThread) {
             << "a call to an object of the same process must run directly, as on a device";
 }
 
-TEST_F(TransactionTest, Transact_WhenOneway_ReturnsBeforeHandlerRuns) {
-    Latch release;
-    std::atomic<int> handled{0};
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
-        release.wait();
-        ++handled;
-        return STATUS_OK;
-    });
-
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kRecord, 0, nullptr, FLAG_ONEWAY))
-            << "a oneway call waited for a handler that cannot finish yet";
-    EXPECT_EQ(0, handled.load()) << "the oneway call returned after its handler";
-    release.open();
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(1, handled.load()) << "the oneway call never ran";
-}
-
-TEST_F(TransactionTest, Transact_WhenOnewayBurstsToTwoObjects_EachRunsInOrderOneAtATime) {
+TEST_F(TransactionTest,
+       Transact_WhenOnewayBurstsToTwoObjects_ReturnAtOnceAndEachRunsInOrderOneAtATime) {
     constexpr int kCalls = 200;
     struct Record {
         std::mutex mutex;
@@ -135,8 +124,10 @@ TEST_F(TransactionTest, Transact_WhenOnewayBurstsToTwoObjects_EachRunsInOrderOne
         std::atomic<bool> overlapped{false};
     };
     Record records[2];
-    auto handlerFor = [](Record& record) {
-        return [&record](auto, const AParcel* in, auto) {
+    Latch release;
+    auto handlerFor = [&release](Record& record) {
+        return [&record, &release](auto, const AParcel* in, auto) {
+            release.wait();
             if (record.running.fetch_add(1) != 0)
                 record.overlapped = true;
             int32_t value = 0;
@@ -154,9 +145,15 @@ TEST_F(TransactionTest, Transact_WhenOnewayBurstsToTwoObjects_EachRunsInOrderOne
     ndk::SpAIBinder second = serve(handlerFor(records[1]));
 
     for (int i = 0; i < kCalls; ++i) {
-        ASSERT_EQ(STATUS_OK, testobject::callInt(first, kRecord, i, nullptr, FLAG_ONEWAY));
-        ASSERT_EQ(STATUS_OK, testobject::callInt(second, kRecord, i, nullptr, FLAG_ONEWAY));
+        // EXPECT: a return here would leave the handlers waiting for the latch.
+        EXPECT_EQ(STATUS_OK, testobject::callInt(first, kRecord, i, nullptr, FLAG_ONEWAY));
+        EXPECT_EQ(STATUS_OK, testobject::callInt(second, kRecord, i, nullptr, FLAG_ONEWAY));
     }
+    for (Record& record : records) {
+        std::lock_guard<std::mutex> lock(record.mutex);
+        EXPECT_TRUE(record.order.empty()) << "a oneway call waited for its handler to run";
+    }
+    release.open();
     ABinderHost_waitForIdle();
 
     std::vector<int> expected(kCalls);
@@ -169,19 +166,8 @@ TEST_F(TransactionTest, Transact_WhenOnewayBurstsToTwoObjects_EachRunsInOrderOne
     }
 }
 
-struct BadTokenCase {
-    const char* name;
-    void (*spoil)(AParcel*);
-};
-
-// Names the case in test listings (the default would print its raw bytes).
-void PrintTo(const BadTokenCase& c, std::ostream* os) {
-    *os << c.name;
-}
-
-class BadTokenTest : public TransactionTest, public ::testing::WithParamInterface<BadTokenCase> {};
-
-TEST_P(BadTokenTest, Transact_WhenInterfaceTokenSpoiled_FailsBadTypeWithoutRunning) {
+TEST_P(TransactionTest, Transact_WhenTokenOrCodeWrong_AnsweredByBinderWithoutHandler) {
+    const RefusalRow& row = GetParam();
     std::atomic<int> handled{0};
     ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
         ++handled;
@@ -189,96 +175,37 @@ TEST_P(BadTokenTest, Transact_WhenInterfaceTokenSpoiled_FailsBadTypeWithoutRunni
     });
     ndk::ScopedAParcel in;
     ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(proxy.get(), in.getR()));
-    GetParam().spoil(in.get());
-    ndk::ScopedAParcel out;
-    EXPECT_EQ(STATUS_BAD_TYPE, AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), 0))
-            << "a transaction without the right interface token was accepted";
-    EXPECT_EQ(0, handled.load()) << "the handler ran for a transaction of another interface";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Spoilers, BadTokenTest,
-        ::testing::Values(BadTokenCase{"Missing", [](AParcel* p) { AParcel_reset(p); }},
-                          BadTokenCase{"Overwritten",
-                                       [](AParcel* p) {
-                                           AParcel_setDataPosition(p, 0);
-                                           AParcel_writeInt32(p, 0x1234);
-                                       }},
-                          BadTokenCase{"OtherDescriptor",
-                                       [](AParcel* p) {
-                                           AParcel_setDataPosition(p, 4);
-                                           ndk::AParcel_writeString(p, std::string("plim.test.X"));
-                                       }}),
-        [](const ::testing::TestParamInfo<BadTokenCase>& info) { return info.param.name; });
-
-struct CodeCase {
-    const char* name;
-    transaction_code_t code;
-    binder_status_t expected;
-};
-
-// Names the case in test listings (the default would print its raw bytes).
-void PrintTo(const CodeCase& c, std::ostream* os) {
-    *os << c.name;
-}
-
-class TransactionCodeTest : public TransactionTest,
-                            public ::testing::WithParamInterface<CodeCase> {};
-
-TEST_P(TransactionCodeTest, Transact_WhenCodeOutsideUserRange_AnsweredByBinderItself) {
-    std::atomic<int> handled{0};
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
-        ++handled;
-        return STATUS_OK;
-    });
-    EXPECT_EQ(GetParam().expected, testobject::callInt(proxy, GetParam().code, 0))
-            << "wrong status for code " << GetParam().code;
-    EXPECT_EQ(0, handled.load()) << "a code outside the user range reached the class";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Codes, TransactionCodeTest,
-        ::testing::Values(
-                CodeCase{"Zero", 0, STATUS_UNKNOWN_TRANSACTION},
-                CodeCase{"PastLastCall", LAST_CALL_TRANSACTION + 1, STATUS_UNKNOWN_TRANSACTION},
-                CodeCase{"Ping", ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G', STATUS_OK}),
-        [](const ::testing::TestParamInfo<CodeCase>& info) { return info.param.name; });
-
-TEST_F(TransactionTest, Transact_WhenHandlerFails_CallerGetsItsStatusAndNoReply) {
-    ndk::SpAIBinder proxy = serve([](auto, auto, auto) { return STATUS_BAD_VALUE; });
-    ndk::ScopedAParcel in;
-    ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(proxy.get(), in.getR()));
-    ndk::ScopedAParcel out;
-    EXPECT_EQ(STATUS_BAD_VALUE, AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), 0))
-            << "the handler's failure did not reach the caller";
-    EXPECT_EQ(nullptr, out.get()) << "a failed call handed out a reply";
-}
-
-TEST_F(TransactionTest, Transact_WhenRefused_StillTakesTheInParcel) {
-    ndk::SpAIBinder proxy = serve([](auto, auto, auto) { return STATUS_OK; });
-    ndk::SpAIBinder other = serve([](auto, auto, auto) { return STATUS_OK; });
-    struct Refusal {
-        const char* what;
-        AIBinder* target;
-        binder_flags_t flags;
-        binder_status_t expected;
-    };
-    const Refusal refusals[] = {
-            {"null binder", nullptr, 0, STATUS_UNEXPECTED_NULL},
-            {"parcel prepared for another binder", other.get(), 0, STATUS_BAD_VALUE},
-            {"unknown flags", proxy.get(), 0x4, STATUS_BAD_VALUE},
-    };
-    for (const Refusal& refusal : refusals) {
-        AParcel* in = nullptr;
-        ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(proxy.get(), &in));
-        AParcel* out = nullptr;
-        EXPECT_EQ(refusal.expected,
-                  AIBinder_transact(refusal.target, kRecord, &in, &out, refusal.flags))
-                << refusal.what;
-        EXPECT_EQ(nullptr, in) << refusal.what << ": the in parcel was not taken";
-        EXPECT_EQ(nullptr, out) << refusal.what << ": a refused call handed out a reply";
+    if (row.spoil != nullptr) {
+        row.spoil(in.get());
     }
+    ndk::ScopedAParcel out;
+    EXPECT_EQ(row.expected, AIBinder_transact(proxy.get(), row.code, in.getR(), out.getR(), 0))
+            << "wrong status";
+    EXPECT_EQ(0, handled.load()) << "the class handled a transaction the binder must answer";
 }
+
+INSTANTIATE_TEST_SUITE_P(
+        Refusals, TransactionTest,
+        ::testing::Values(RefusalRow{"TokenMissing", kRecord, [](AParcel* p) { AParcel_reset(p); },
+                                     STATUS_BAD_TYPE},
+                          RefusalRow{"TokenOverwritten", kRecord,
+                                     [](AParcel* p) {
+                                         AParcel_setDataPosition(p, 0);
+                                         AParcel_writeInt32(p, 0x1234);
+                                     },
+                                     STATUS_BAD_TYPE},
+                          RefusalRow{"OtherDescriptor", kRecord,
+                                     [](AParcel* p) {
+                                         AParcel_setDataPosition(p, 4);
+                                         ndk::AParcel_writeString(p, std::string("plim.test.X"));
+                                     },
+                                     STATUS_BAD_TYPE},
+                          RefusalRow{"CodeZero", 0, nullptr, STATUS_UNKNOWN_TRANSACTION},
+                          RefusalRow{"CodePastLastCall", LAST_CALL_TRANSACTION + 1, nullptr,
+                                     STATUS_UNKNOWN_TRANSACTION},
+                          RefusalRow{"Ping", ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G', nullptr,
+                                     STATUS_OK}),
+        [](const ::testing::TestParamInfo<RefusalRow>& info) { return info.param.name; });
 
 TEST_F(TransactionTest, Transact_WhenOverTransactionBuffer_FailsFailedTransaction) {
     ndk::SpAIBinder proxy = serve([](auto, auto, auto) { return STATUS_OK; });
@@ -330,35 +257,6 @@ TEST_F(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComes
     EXPECT_EQ(received[0].get(), received[1].get())
             << "one object got two live proxies in the same process";
     received.clear();
-}
-
-TEST_F(TransactionTest, Transact_WhenServerCallsBackDuringCall_ClientPoolServesNestedCall) {
-    ABinderProcess_startThreadPool();  // the default process is the client here
-    ndk::SpAIBinder proxy = serve([](auto, const AParcel* in, AParcel* out) -> binder_status_t {
-        ndk::SpAIBinder callback;
-        binder_status_t status = ndk::AParcel_readRequiredStrongBinder(in, &callback);
-        if (status != STATUS_OK)
-            return status;
-        if (!AIBinder_associateClass(callback.get(), testobject::objectClass())) {
-            return STATUS_BAD_TYPE;
-        }
-        int32_t doubled = 0;
-        status = testobject::callInt(callback, kDouble, 5, &doubled);
-        if (status != STATUS_OK)
-            return status;
-        return AParcel_writeInt32(out, doubled + 1);
-    });
-    ndk::SpAIBinder callback = testobject::create(
-            [](auto, const AParcel* in, AParcel* out) { return doubleIt(in, out); });
-
-    ndk::ScopedAParcel in;
-    ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(proxy.get(), in.getR()));
-    ASSERT_EQ(STATUS_OK, ndk::AParcel_writeRequiredStrongBinder(in.get(), callback));
-    ndk::ScopedAParcel out;
-    ASSERT_EQ(STATUS_OK, AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), 0));
-    int32_t result = 0;
-    ASSERT_EQ(STATUS_OK, AParcel_readInt32(out.get(), &result));
-    EXPECT_EQ(11, result) << "the nested call's answer did not make it back";
 }
 
 }  // namespace

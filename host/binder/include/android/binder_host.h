@@ -59,6 +59,8 @@
 #include <stdint.h>
 #include <sys/types.h>
 
+#include <android/binder_status.h>
+
 #ifdef __cplusplus
 #include <utility>
 #endif
@@ -114,6 +116,18 @@ void ABinderHost_waitForIdle(void);
 
 // Whether the calling thread is a binder thread (pool or joined) of its process.
 bool ABinderHost_isBinderThread(void);
+
+// Test hooks for failures a device can produce. Each holds for every simulated process at once
+// (not per process) until cleared; a test that sets one clears it before it ends.
+//
+// While refused, ABinderProcess_setThreadPoolMaxThreadCount returns false and leaves the maximum
+// as it was (shrinking a started pool still aborts first).
+void ABinderHost_setThreadPoolMaxThreadCountRefused(bool refused);
+// While exception is not EX_NONE, AServiceManager_addService registers nothing and returns it:
+// EX_ILLEGAL_ARGUMENT as for a service missing from the device's VINTF manifest, EX_SECURITY as
+// for a policy denial. This includes the calls that test helpers make to carry binders between
+// processes. EX_NONE clears it.
+void ABinderHost_setAddServiceFailure(binder_exception_t exception);
 
 #ifdef __cplusplus
 }  // extern "C"

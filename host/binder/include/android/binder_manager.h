@@ -19,8 +19,9 @@ extern "C" {
 #endif
 
 // EX_NONE on success; EX_ILLEGAL_ARGUMENT for a null binder or an invalid name (1 to 127
-// characters of [A-Za-z0-9_./-]). Does not take ownership of binder. Replaces an earlier service
-// of the same name.
+// characters of [A-Za-z0-9_./-]); on the host also a failure injected with
+// ABinderHost_setAddServiceFailure. Does not take ownership of binder. Replaces an earlier
+// service of the same name.
 __attribute__((warn_unused_result)) binder_exception_t AServiceManager_addService(
         AIBinder* binder, const char* instance);
 // The service with one strong reference, or null at once if it is not registered.

@@ -25,6 +25,8 @@ extern "C" {
 
 void ABinderProcess_startThreadPool(void);
 // Threads started lazily besides the ones of startThreadPool and joinThreadPool; 15 unless set.
+// Once the pool has started the maximum may be raised but not lowered: lowering it aborts, as on
+// a device. Set it before ABinderProcess_startThreadPool.
 bool ABinderProcess_setThreadPoolMaxThreadCount(uint32_t numThreads);
 bool ABinderProcess_isThreadPoolStarted(void);
 // The calling thread serves transactions; on the host it returns when its process dies.

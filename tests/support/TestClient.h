@@ -8,10 +8,12 @@
 
 #pragma once
 
+#include <aidl/vendor/vyr/plim/modem/IModem.h>
 #include <aidl/vendor/vyr/plim/modem/IModemIndication.h>
 #include <aidl/vendor/vyr/plim/modem/IModemResponse.h>
 #include <android/binder_host.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -69,8 +71,22 @@ class TestClient {
     /** The same for the indication callback. */
     std::shared_ptr<aidl::vendor::vyr::plim::modem::IModemIndication> indicationProxy();
 
+    /**
+     * Connects to the daemon's service of `instanceId` from this client's process and registers
+     * this client's two callbacks with it. The proxy belongs to the client's process: call it
+     * inside run(). Empty if the service is not registered.
+     */
+    std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> connect(int instanceId);
+    /** Runs `fn` on the calling thread inside the client's process. */
+    template <typename Fn>
+    auto run(Fn&& fn) -> decltype(fn()) {
+        return process_.run(std::forward<Fn>(fn));
+    }
+
     /** The calls the client's response object received so far, removed from its record. */
     std::vector<RecordedCall> takeCalls();
+    /** Waits until at least `count` calls are recorded (and not yet taken); false on timeout. */
+    bool waitForCalls(size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10));
     /** Proxy objects handed out by this client that something still holds. */
     size_t liveProxies();
 

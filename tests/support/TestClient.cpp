@@ -79,6 +79,11 @@ class RecordingResponse : public BnModemResponse {
         return calls;
     }
 
+    bool waitFor(size_t count, std::chrono::milliseconds timeout) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return recorded_.wait_for(lock, timeout, [&] { return calls_.size() >= count; });
+    }
+
 #define PLIM_RECORD(Method)                                        \
     ndk::ScopedAStatus Method(const ResponseInfo& info) override { \
         record(#Method, info, std::string());                      \
@@ -143,9 +148,11 @@ class RecordingResponse : public BnModemResponse {
         call.result = std::move(result);
         std::lock_guard<std::mutex> lock(mutex_);
         calls_.push_back(std::move(call));
+        recorded_.notify_all();
     }
 
     std::mutex mutex_;
+    std::condition_variable recorded_;
     std::vector<RecordedCall> calls_;
 };
 
@@ -196,8 +203,27 @@ std::shared_ptr<IModemIndication> TestClient::indicationProxy() {
     return proxy;
 }
 
+std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> TestClient::connect(int instanceId) {
+    using aidl::vendor::vyr::plim::modem::IModem;
+    const std::string name =
+            std::string(IModem::descriptor) + "/instance" + std::to_string(instanceId);
+    return process_.run([&]() -> std::shared_ptr<IModem> {
+        std::shared_ptr<IModem> modem =
+                IModem::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())));
+        if (modem) {
+            EXPECT_TRUE(modem->setCallback(response_, indication_).isOk())
+                    << name_ << " could not register its callbacks";
+        }
+        return modem;
+    });
+}
+
 std::vector<RecordedCall> TestClient::takeCalls() {
     return response_->take();
+}
+
+bool TestClient::waitForCalls(size_t count, std::chrono::milliseconds timeout) {
+    return response_->waitFor(count, timeout);
 }
 
 size_t TestClient::liveProxies() {

@@ -1,0 +1,47 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// Everything the simulated modem and its library hold, from power-on: the library's start-up
+// state, the connections, the modem's settings and what tests planned and recorded.
+//
+// Threads: none of its own; the modem's lock guards it as a whole.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include <modem_api.h>
+#include <modem_sim/ModemSimControl.h>
+
+#include "FaultPlan.h"
+#include "ServiceTable.h"
+
+namespace modemsim {
+
+struct Device {
+    bool started = false;
+    modem_api_event_cb callback = nullptr;
+    std::set<modem_api_event_type> subscribed;
+    // A modem takes a moment to bring a service up after it is asked for; tests that want no
+    // wait set 0.
+    std::chrono::milliseconds connectDelay{100};
+    ServiceTable services;
+    State settings = powerOnSettings();
+    std::vector<Call> calls;
+    FaultPlan faults;
+    uint32_t lastMessageId = 0;
+
+    bool isSubscribed(modem_api_event_type event) const { return subscribed.count(event) != 0; }
+
+    static State powerOnSettings() {
+        State state;
+        state.imsProfiles = {{1, 1}, {1, 2}};
+        return state;
+    }
+};
+
+}  // namespace modemsim

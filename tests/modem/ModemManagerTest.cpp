@@ -1,0 +1,259 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// The modem manager over the simulated modem library: which clients each instance gets, what it
+// asks of the library and in which order, how a failing client stops start-up, and how the
+// library's events reach the clients.
+
+#include <gtest/gtest.h>
+#include <modem_sim/ModemSimControl.h>
+
+#include <cstring>
+#include <future>
+#include <string>
+#include <vector>
+
+#include <plim/Errno.h>
+#include <plim/Log.h>
+
+#include "DiagClient.h"
+#include "DmsQmiClient.h"
+#include "LogCapture.h"
+#include "LoopThread.h"
+#include "ModemManager.h"
+#include "NasQmiClient.h"
+#include "SarQmiClient.h"
+#include "WdsQmiClient.h"
+
+namespace com::vyr::plim::modem {
+namespace {
+
+using modemsim::Control;
+using test::LogCapture;
+using test::LoopThread;
+
+constexpr const char* TAG = "modem-manager";
+
+/** Which client pointers are set, as "diag dms nas sar wds" with "-" for an empty one. */
+std::string madeClients() {
+    return std::string(ModemManager::diagClient ? "diag" : "-") + " " +
+           (ModemManager::dmsClient ? "dms" : "-") + " " + (ModemManager::nasClient ? "nas" : "-") +
+           " " + (ModemManager::sarClient ? "sar" : "-") + " " +
+           (ModemManager::wdsClient ? "wds" : "-") + " " +
+           (ModemManager::vsClient || ModemManager::pdcClient ? "vs/pdc!" : "-");
+}
+
+class ModemManagerTest : public ::testing::Test {
+  protected:
+    ModemManagerTest() { Control::setConnectDelay(std::chrono::milliseconds(0)); }
+
+    void TearDown() override {
+        EXPECT_TRUE(Control::waitForIdle()) << "the modem library never went idle";
+        std::promise<void> drained;
+        main_.post([&] { drained.set_value(); });
+        drained.get_future().wait();
+    }
+
+    /** ModemManager::init on the main thread, as the entry point runs it. */
+    int init(int instanceId) {
+        std::promise<int> result;
+        main_.post([&] { result.set_value(ModemManager::init(instanceId)); });
+        int err = result.get_future().get();
+        EXPECT_TRUE(Control::waitForIdle()) << "the modem library never went idle";
+        return err;
+    }
+
+    LogCapture log_;
+    LoopThread main_;
+};
+
+struct InstanceRow {
+    const char* name;
+    int instanceId;
+    std::string clients;
+    std::vector<std::string> calls;
+};
+
+void PrintTo(const InstanceRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class ModemManagerInstanceTest : public ModemManagerTest,
+                                 public ::testing::WithParamInterface<InstanceRow> {};
+
+TEST_P(ModemManagerInstanceTest, Init_ForEachInstance_MakesItsClientsThenStartsTheLibrary) {
+    ASSERT_EQ(OK, init(GetParam().instanceId)) << log_.dump();
+
+    EXPECT_EQ(GetParam().clients, madeClients()) << "the instance got the wrong client set";
+    // Connections are requested before the callback exists; the library reports them after it
+    // is set and subscribed, and each connected NAS and WDS client binds its subscription.
+    EXPECT_EQ(GetParam().calls, Control::callTexts()) << "wrong library calls or order";
+    EXPECT_TRUE(log_.contains(Log::INFO, TAG, "init done")) << log_.dump();
+    for (int32_t service : {MODEM_API_SERVICE_NAS, MODEM_API_SERVICE_WDS}) {
+        EXPECT_TRUE(Control::isConnected(service)) << "service " << service << " not connected";
+    }
+    EXPECT_TRUE(ModemManager::nasClient->isConnected()) << "NAS never heard it is connected";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Instances, ModemManagerInstanceTest,
+        ::testing::Values(
+                InstanceRow{"Instance0",
+                            0,
+                            "diag dms nas sar wds -",
+                            {"modem_api_init_qmi_connection(3, 0)",
+                             "modem_api_init_qmi_connection(1, 0)",
+                             "modem_api_init_qmi_connection(2, 0)",
+                             "modem_api_init_qmi_connection(17, 0)", "modem_api_init_pre()",
+                             "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
+                             "modem_api_subscribe_event(1)", "modem_api_subscribe_event(17)",
+                             "modem_api_subscribe_event(18)", "modem_api_bind_nas_subscription(0)",
+                             "modem_api_bind_wds_subscription(0)"}},
+                InstanceRow{"Instance1",
+                            1,
+                            "- - nas - wds -",
+                            {"modem_api_init_qmi_connection(3, 0)",
+                             "modem_api_init_qmi_connection(1, 0)", "modem_api_init_pre()",
+                             "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
+                             "modem_api_subscribe_event(1)", "modem_api_bind_nas_subscription(1)",
+                             "modem_api_bind_wds_subscription(1)"}}),
+        [](const ::testing::TestParamInfo<InstanceRow>& info) { return info.param.name; });
+
+TEST_F(ModemManagerTest, Init_WhenFirstClientSetupFails_StopsBeforeTheLibraryStarts) {
+    Control::failNextCalls("modem_api_init_qmi_connection", 1, -2);
+
+    EXPECT_EQ(FAILED, init(0)) << "a failed setup must stop start-up with FAILED";
+
+    EXPECT_EQ("- - nas - - -", madeClients()) << "the failed client must stay, no later one made";
+    EXPECT_EQ(std::vector<std::string>{"modem_api_init_qmi_connection(3, 0)"}, Control::callTexts())
+            << "the library was started although start-up failed";
+    EXPECT_TRUE(
+            log_.contains(Log::ERROR, "modem-qmi-nas", "setup: failed to setup NAS qmi notifier"))
+            << log_.dump();
+    EXPECT_FALSE(log_.contains(Log::INFO, TAG, "init done")) << log_.dump();
+}
+
+TEST_F(ModemManagerTest, Init_WhenCalledAgain_ReturnsInvalidStateAndMakesNothing) {
+    ASSERT_EQ(OK, init(1)) << log_.dump();
+    Control::clearCalls();
+
+    EXPECT_EQ(INVALID_STATE, init(0)) << "a second init must be refused";
+    EXPECT_EQ("- - nas - wds -", madeClients()) << "the second init changed the clients";
+    EXPECT_TRUE(Control::callTexts().empty()) << "the second init called the library";
+}
+
+TEST_F(ModemManagerTest, Events_WhenServiceConnectsAgain_BindsEachTimeAndTracksDrops) {
+    ASSERT_EQ(OK, init(0)) << log_.dump();
+    int32_t nas = MODEM_API_SERVICE_NAS;
+    std::vector<uint8_t> nasId(sizeof(nas));
+    std::memcpy(nasId.data(), &nas, sizeof(nas));
+
+    Control::injectEvent(MODEM_API_EVENT_SERVICE_CONNECTED, nasId);  // a repeated report
+    ASSERT_TRUE(Control::waitForIdle());
+    EXPECT_EQ(2u, Control::countCalls("modem_api_bind_nas_subscription"))
+            << "a repeated connected event must run onConnected again";
+
+    Control::setServiceAvailable(nas, false);
+    ASSERT_TRUE(Control::waitForIdle());
+    EXPECT_FALSE(ModemManager::nasClient->isConnected()) << "the drop was not recorded";
+    EXPECT_TRUE(ModemManager::wdsClient->isConnected()) << "another client's drop was recorded";
+
+    Control::setServiceAvailable(nas, true);
+    ASSERT_TRUE(Control::waitForIdle());
+    EXPECT_TRUE(ModemManager::nasClient->isConnected()) << "the return was not recorded";
+    EXPECT_EQ(3u, Control::countCalls("modem_api_bind_nas_subscription"))
+            << "the returning service did not bind again";
+}
+
+struct EventRow {
+    const char* name;
+    modem_api_event_type event;
+    std::vector<uint8_t> data;
+    bool nullData;
+    std::vector<std::string> lines;  // the manager's lines after "event = <n>"
+};
+
+void PrintTo(const EventRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+std::vector<uint8_t> idBytes(int32_t id) {
+    std::vector<uint8_t> bytes(sizeof(id));
+    std::memcpy(bytes.data(), &id, sizeof(id));
+    return bytes;
+}
+
+class ModemManagerEventTest : public ModemManagerTest,
+                              public ::testing::WithParamInterface<EventRow> {};
+
+// Without init: no client exists, as for the services that instance 1 lacks.
+TEST_P(ModemManagerEventTest, EventCallback_WithUnusableEvent_LogsAndReachesNoClient) {
+    const EventRow& row = GetParam();
+    std::vector<uint8_t> data = row.data;
+    ModemManager::modemApiEventCallback(row.event, row.nullData ? nullptr : data.data(),
+                                        data.size());
+
+    std::vector<std::string> expected{"modemApiEventCallback: event = " +
+                                      std::to_string(row.event)};
+    for (const std::string& line : row.lines) {
+        expected.push_back("modemApiEventCallback: " + line);
+    }
+    EXPECT_EQ(expected, log_.texts(TAG)) << "wrong handling of the event";
+    EXPECT_TRUE(Control::callTexts().empty()) << "the event reached the library";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Events, ModemManagerEventTest,
+        ::testing::Values(
+                EventRow{"ConnectedWithTwoBytes",
+                         0,
+                         {1, 0},
+                         false,
+                         {"invalid data or len input for qmi connected event"}},
+                EventRow{"ConnectedWithEightBytes",
+                         0,
+                         std::vector<uint8_t>(8, 0),
+                         false,
+                         {"invalid data or len input for qmi connected event"}},
+                EventRow{"DisconnectedWithNullData",
+                         1,
+                         idBytes(3),
+                         true,
+                         {"invalid data or len input for qmi disconnected event"}},
+                EventRow{"ConnectedUnknownService",
+                         0,
+                         idBytes(5),
+                         false,
+                         {"UNKNOWN qmi service is connected",
+                          "no client for qmi service 5, ignore qmi connected event"}},
+                EventRow{"DisconnectedServiceWithoutClient",
+                         1,
+                         idBytes(2),
+                         false,
+                         {"DMS qmi service is disconnected",
+                          "no client for qmi service 2, ignore qmi disconnected event"}},
+                EventRow{"ConnectedVendorService",
+                         0,
+                         idBytes(228),
+                         false,
+                         {"VS qmi service is connected",
+                          "no client for qmi service 228, ignore qmi connected event"}},
+                EventRow{"ActiveMbnAnswer",
+                         17,
+                         std::vector<uint8_t>(140, 0),
+                         false,
+                         {"received async response for get_active_mbn_info",
+                          "can't process such async response for null PDC qmi client"}},
+                EventRow{"MetaMbnAnswer",
+                         18,
+                         std::vector<uint8_t>(272, 0),
+                         false,
+                         {"received async response for get_meta_mbn_info",
+                          "can't process such async response for null PDC qmi client"}},
+                EventRow{"UnknownEvent", 42, {}, false, {"unsupported modem api event = 42"}},
+                EventRow{"NegativeEvent", -1, {}, true, {"unsupported modem api event = -1"}}),
+        [](const ::testing::TestParamInfo<EventRow>& info) { return info.param.name; });
+
+}  // namespace
+}  // namespace com::vyr::plim::modem
