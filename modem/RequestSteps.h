@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <plim/Errno.h>
 #include <plim/Handler.h>
@@ -64,7 +65,7 @@ std::shared_ptr<P> requestParam(const char* tag, const char* func,
         Log::printAndroidLog(Log::ERROR, tag, "%s: null param from input msg", func);
         return nullptr;
     }
-    return std::static_pointer_cast<P>(param);
+    return std::static_pointer_cast<P>(std::move(param));
 }
 
 /**

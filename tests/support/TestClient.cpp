@@ -7,6 +7,7 @@
 #include <aidl/vendor/vyr/plim/modem/BnModemIndication.h>
 #include <aidl/vendor/vyr/plim/modem/BnModemResponse.h>
 #include <android/binder_manager.h>
+#include <android/binder_process.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -177,7 +178,14 @@ TestClient::TestClient(const std::string& name)
     });
 }
 
-TestClient::~TestClient() = default;
+TestClient::~TestClient() {
+    // Dying queues the daemon's death notices on its binder threads: let them run now, while
+    // the daemon's holders exist, rather than during the test process's exit.
+    process_.kill();
+    if (ABinderProcess_isThreadPoolStarted()) {
+        ABinderHost_Process_waitForIdle(ABinderHost_Process_getCurrent());
+    }
+}
 
 void TestClient::startThreads(uint32_t maxLazyThreads) {
     process_.startThreadPool(maxLazyThreads);

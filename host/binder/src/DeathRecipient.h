@@ -30,15 +30,15 @@ struct AIBinder_DeathRecipient {
     AIBinder_DeathRecipient& operator=(const AIBinder_DeathRecipient&) = delete;
 
     AIBinder_DeathRecipient_onBinderDied onDied() const { return mOnDied; }
-    AIBinder_DeathRecipient_onBinderUnlinked onUnlinked() const HB_EXCLUDES(mLock);
-    void setOnUnlinked(AIBinder_DeathRecipient_onBinderUnlinked onUnlinked) HB_EXCLUDES(mLock);
+    AIBinder_DeathRecipient_onBinderUnlinked onUnlinked() const HOST_EXCLUDES(mLock);
+    void setOnUnlinked(AIBinder_DeathRecipient_onBinderUnlinked onUnlinked) HOST_EXCLUDES(mLock);
 
     // Remembers a proxy this recipient was linked to (holding a weak reference on it).
-    void track(hostbinder::RemoteBinder* proxy) HB_EXCLUDES(mLock);
+    void track(hostbinder::RemoteBinder* proxy) HOST_EXCLUDES(mLock);
 
   private:
     const AIBinder_DeathRecipient_onBinderDied mOnDied;
     mutable hostbinder::Mutex mLock;
-    AIBinder_DeathRecipient_onBinderUnlinked mOnUnlinked HB_GUARDED_BY(mLock) = nullptr;
-    std::set<hostbinder::RemoteBinder*> mProxies HB_GUARDED_BY(mLock);
+    AIBinder_DeathRecipient_onBinderUnlinked mOnUnlinked HOST_GUARDED_BY(mLock) = nullptr;
+    std::set<hostbinder::RemoteBinder*> mProxies HOST_GUARDED_BY(mLock);
 };

@@ -119,9 +119,9 @@ bool ABinderHost_isBinderThread() {
 }
 
 void ABinderHost_setThreadPoolMaxThreadCountRefused(bool refused) {
-    hostbinder::InjectedFailures::setThreadPoolMaxRefused(refused);
+    hostbinder::injected::threadPoolMaxRefused.store(refused);
 }
 
 void ABinderHost_setAddServiceFailure(binder_exception_t exception) {
-    hostbinder::InjectedFailures::setAddServiceFailure(exception);
+    hostbinder::injected::addServiceFailure.store(exception);
 }

@@ -45,7 +45,7 @@ class InProcessTransport : public Transport {
     Process* ownerOf(AIBinder* binder);
 
     // Makes a process die (see ABinderHost_Process_kill). False if it was already dead.
-    bool killProcess(Process& process) HB_EXCLUDES(mLock);
+    bool killProcess(Process& process) HOST_EXCLUDES(mLock);
 
     void onLocalBinderDestroyed(Node& node);
     // A oneway transaction on node finished: the next one may run.
@@ -60,14 +60,14 @@ class InProcessTransport : public Transport {
   private:
     InProcessTransport() = default;
 
-    std::shared_ptr<Node> nodeOf(AIBinder* binder) HB_EXCLUDES(mLock);
-    std::shared_ptr<Node> exportLocal(LocalBinder& binder) HB_EXCLUDES(mLock);
+    std::shared_ptr<Node> nodeOf(AIBinder* binder) HOST_EXCLUDES(mLock);
+    std::shared_ptr<Node> exportLocal(LocalBinder& binder) HOST_EXCLUDES(mLock);
     // A copy of parcel for dest, with its binders imported into dest.
     std::unique_ptr<AParcel> copyInto(const AParcel& parcel, const std::shared_ptr<Process>& dest);
 
     Mutex mLock;
     // Nodes by owner, so that a death finds them all.
-    std::map<Process*, std::vector<std::weak_ptr<Node>>> mNodesByOwner HB_GUARDED_BY(mLock);
+    std::map<Process*, std::vector<std::weak_ptr<Node>>> mNodesByOwner HOST_GUARDED_BY(mLock);
 };
 
 }  // namespace hostbinder

@@ -4,7 +4,7 @@
 
 // Failures that tests switch on through the ABinderHost_* hooks, so that error paths a device
 // takes (a refused pool size, a service the device will not register) can run on the host. They
-// apply to every simulated process alike.
+// apply to every simulated process alike; a test sets them before the calls they are meant for.
 //
 // Threads: any thread.
 
@@ -12,18 +12,12 @@
 
 #include <android/binder_status.h>
 
-namespace hostbinder {
+#include <atomic>
 
-class InjectedFailures {
-  public:
-    InjectedFailures() = delete;
+namespace hostbinder::injected {
 
-    static bool threadPoolMaxRefused();
-    static void setThreadPoolMaxRefused(bool refused);
+inline std::atomic<bool> threadPoolMaxRefused{false};
+// EX_NONE leaves AServiceManager_addService to succeed or fail on its own.
+inline std::atomic<binder_exception_t> addServiceFailure{EX_NONE};
 
-    // EX_NONE when addService is left to succeed or fail on its own.
-    static binder_exception_t addServiceFailure();
-    static void setAddServiceFailure(binder_exception_t exception);
-};
-
-}  // namespace hostbinder
+}  // namespace hostbinder::injected

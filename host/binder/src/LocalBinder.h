@@ -41,14 +41,14 @@ class LocalBinder : public AIBinder {
 
     // The record other processes reach this object through; create makes it on first use.
     std::shared_ptr<Node> exportedNode(const std::function<std::shared_ptr<Node>()>& create)
-            HB_EXCLUDES(mNodeLock);
+            HOST_EXCLUDES(mNodeLock);
 
   private:
     void onLastStrongRef() override;
 
     void* const mUserData;
     Mutex mNodeLock;
-    std::shared_ptr<Node> mNode HB_GUARDED_BY(mNodeLock);
+    std::shared_ptr<Node> mNode HOST_GUARDED_BY(mNodeLock);
 };
 
 }  // namespace hostbinder

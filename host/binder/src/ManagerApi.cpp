@@ -33,9 +33,9 @@ AIBinder* handOver(ndk::SpAIBinder binder) {
 binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
     if (!ThreadContext::current().process().isAlive())
         return EX_TRANSACTION_FAILED;
-    const binder_exception_t injected = hostbinder::InjectedFailures::addServiceFailure();
-    if (injected != EX_NONE)
-        return injected;
+    const binder_exception_t failure = hostbinder::injected::addServiceFailure.load();
+    if (failure != EX_NONE)
+        return failure;
     return ServiceManager::instance().add(binder, instance);
 }
 

@@ -35,29 +35,29 @@ class Node {
         : owner(std::move(owner)), descriptor(std::move(descriptor)), binder(binder), dead(dead) {}
 
     // One more proxy or transaction refers to the object.
-    void acquireLocked() HB_REQUIRES(lock);
+    void acquireLocked() HOST_REQUIRES(lock);
     // One fewer; returns the binder whose strong reference the caller must drop (outside the
     // lock) if that was the last, else null.
-    AIBinder* releaseLocked() HB_REQUIRES(lock);
+    AIBinder* releaseLocked() HOST_REQUIRES(lock);
     // The object with one strong reference for running a transaction, or null if it is gone.
-    AIBinder* acquireBinderForCall() HB_EXCLUDES(lock);
+    AIBinder* acquireBinderForCall() HOST_EXCLUDES(lock);
 
     const std::shared_ptr<Process> owner;
     const std::string descriptor;
 
     Mutex lock;
     // Null once the object was destroyed.
-    LocalBinder* binder HB_GUARDED_BY(lock);
-    bool dead HB_GUARDED_BY(lock);
-    size_t remoteRefs HB_GUARDED_BY(lock) = 0;
-    bool holdsBinder HB_GUARDED_BY(lock) = false;
+    LocalBinder* binder HOST_GUARDED_BY(lock);
+    bool dead HOST_GUARDED_BY(lock);
+    size_t remoteRefs HOST_GUARDED_BY(lock) = 0;
+    bool holdsBinder HOST_GUARDED_BY(lock) = false;
     // A oneway transaction is queued or running; later ones wait in asyncQueue.
-    bool asyncActive HB_GUARDED_BY(lock) = false;
-    std::deque<std::unique_ptr<Work>> asyncQueue HB_GUARDED_BY(lock);
+    bool asyncActive HOST_GUARDED_BY(lock) = false;
+    std::deque<std::unique_ptr<Work>> asyncQueue HOST_GUARDED_BY(lock);
     // Two-way calls not answered yet, failed with STATUS_DEAD_OBJECT if the owner dies.
-    std::vector<std::weak_ptr<ReplySlot>> unanswered HB_GUARDED_BY(lock);
+    std::vector<std::weak_ptr<ReplySlot>> unanswered HOST_GUARDED_BY(lock);
     // The proxy of each other process, each with a weak reference held here.
-    std::map<Process*, RemoteBinder*> proxies HB_GUARDED_BY(lock);
+    std::map<Process*, RemoteBinder*> proxies HOST_GUARDED_BY(lock);
 };
 
 }  // namespace hostbinder

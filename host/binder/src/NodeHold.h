@@ -16,7 +16,7 @@ class NodeHold {
   public:
     NodeHold() = default;
     // Takes a reference on node, whose lock the caller holds; owner is node's shared owner.
-    static NodeHold acquireLocked(Node& node, std::shared_ptr<Node> owner) HB_REQUIRES(node.lock);
+    static NodeHold acquireLocked(Node& node, std::shared_ptr<Node> owner) HOST_REQUIRES(node.lock);
     ~NodeHold() { reset(); }
     NodeHold(NodeHold&& other) noexcept = default;
     NodeHold& operator=(NodeHold&& other) noexcept;

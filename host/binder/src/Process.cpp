@@ -34,7 +34,7 @@ bool Process::setMaxThreadCount(uint32_t count) {
                      mName.c_str(), mMaxLazyThreads, count);
         std::abort();
     }
-    if (InjectedFailures::threadPoolMaxRefused())
+    if (injected::threadPoolMaxRefused.load())
         return false;
     mMaxLazyThreads = count;
     return true;

@@ -39,25 +39,25 @@ class Process : public std::enable_shared_from_this<Process> {
     uid_t uid() const { return mUid; }
     bool isAlive() const { return mAlive.load(std::memory_order_acquire); }
 
-    bool setMaxThreadCount(uint32_t count) HB_EXCLUDES(mLock);
-    void startThreadPool() HB_EXCLUDES(mLock);
-    bool isThreadPoolStarted() const HB_EXCLUDES(mLock);
+    bool setMaxThreadCount(uint32_t count) HOST_EXCLUDES(mLock);
+    void startThreadPool() HOST_EXCLUDES(mLock);
+    bool isThreadPoolStarted() const HOST_EXCLUDES(mLock);
     // The calling thread serves the queue until the process dies.
-    void joinThreadPool() HB_EXCLUDES(mLock);
-    uint32_t binderThreadCount() const HB_EXCLUDES(mLock);
+    void joinThreadPool() HOST_EXCLUDES(mLock);
+    uint32_t binderThreadCount() const HOST_EXCLUDES(mLock);
 
     // Queues work for a binder thread; a dead process cancels it instead.
-    void post(std::unique_ptr<Work> work) HB_EXCLUDES(mLock);
+    void post(std::unique_ptr<Work> work) HOST_EXCLUDES(mLock);
 
     // First half of dying: refuses new work and returns the queued work for the caller to
     // cancel. False if the process was already dead.
-    bool markDead(std::deque<std::unique_ptr<Work>>* queued) HB_EXCLUDES(mLock);
+    bool markDead(std::deque<std::unique_ptr<Work>>* queued) HOST_EXCLUDES(mLock);
     // Second half: waits for the running work to return and the pool threads to end.
-    void joinThreads() HB_EXCLUDES(mLock);
+    void joinThreads() HOST_EXCLUDES(mLock);
 
   private:
-    void serve() HB_EXCLUDES(mLock);
-    void startThreadLocked() HB_REQUIRES(mLock);
+    void serve() HOST_EXCLUDES(mLock);
+    void startThreadLocked() HOST_REQUIRES(mLock);
 
     const std::string mName;
     const pid_t mPid;
@@ -66,13 +66,13 @@ class Process : public std::enable_shared_from_this<Process> {
 
     mutable Mutex mLock;
     CondVar mWorkQueued;
-    std::deque<std::unique_ptr<Work>> mQueue HB_GUARDED_BY(mLock);
-    std::vector<std::thread> mThreads HB_GUARDED_BY(mLock);
-    bool mPoolStarted HB_GUARDED_BY(mLock) = false;
-    uint32_t mMaxLazyThreads HB_GUARDED_BY(mLock) = 15;
-    uint32_t mLazyThreads HB_GUARDED_BY(mLock) = 0;
-    size_t mIdleThreads HB_GUARDED_BY(mLock) = 0;
-    bool mStopping HB_GUARDED_BY(mLock) = false;
+    std::deque<std::unique_ptr<Work>> mQueue HOST_GUARDED_BY(mLock);
+    std::vector<std::thread> mThreads HOST_GUARDED_BY(mLock);
+    bool mPoolStarted HOST_GUARDED_BY(mLock) = false;
+    uint32_t mMaxLazyThreads HOST_GUARDED_BY(mLock) = 15;
+    uint32_t mLazyThreads HOST_GUARDED_BY(mLock) = 0;
+    size_t mIdleThreads HOST_GUARDED_BY(mLock) = 0;
+    bool mStopping HOST_GUARDED_BY(mLock) = false;
 };
 
 }  // namespace hostbinder

@@ -26,17 +26,17 @@ class ProcessRegistry {
     // Never dies and is never destroyed.
     Process& defaultProcess() { return *mDefault; }
 
-    Process* create(const std::string& name) HB_EXCLUDES(mLock);
+    Process* create(const std::string& name) HOST_EXCLUDES(mLock);
     // Releases the registry's hold; false if process was not created here.
-    bool release(Process* process) HB_EXCLUDES(mLock);
+    bool release(Process* process) HOST_EXCLUDES(mLock);
 
   private:
     ProcessRegistry();
 
     const std::shared_ptr<Process> mDefault;
     Mutex mLock;
-    pid_t mNextPid HB_GUARDED_BY(mLock);
-    std::map<Process*, std::shared_ptr<Process>> mCreated HB_GUARDED_BY(mLock);
+    pid_t mNextPid HOST_GUARDED_BY(mLock);
+    std::map<Process*, std::shared_ptr<Process>> mCreated HOST_GUARDED_BY(mLock);
 };
 
 }  // namespace hostbinder

@@ -35,22 +35,22 @@ class RemoteBinder : public AIBinder {
     RemoteRef& ref() const { return *mRef; }
 
     binder_status_t linkToDeath(AIBinder_DeathRecipient* recipient, void* cookie)
-            HB_EXCLUDES(mLinkLock);
+            HOST_EXCLUDES(mLinkLock);
     binder_status_t unlinkToDeath(AIBinder_DeathRecipient* recipient, void* cookie)
-            HB_EXCLUDES(mLinkLock);
+            HOST_EXCLUDES(mLinkLock);
     // The recipient is being deleted: unlink whatever it still has here. Safe on a proxy with
     // only weak references left.
-    void unlinkAll(const AIBinder_DeathRecipient* recipient) HB_EXCLUDES(mLinkLock);
+    void unlinkAll(const AIBinder_DeathRecipient* recipient) HOST_EXCLUDES(mLinkLock);
     // The object died: queues its death notifications to this proxy's process, once.
-    void sendObituary() HB_EXCLUDES(mLinkLock);
+    void sendObituary() HOST_EXCLUDES(mLinkLock);
 
   private:
     void onLastStrongRef() override;
 
     std::unique_ptr<RemoteRef> mRef;
     Mutex mLinkLock;
-    std::vector<DeathLink> mLinks HB_GUARDED_BY(mLinkLock);
-    bool mObituarySent HB_GUARDED_BY(mLinkLock);
+    std::vector<DeathLink> mLinks HOST_GUARDED_BY(mLinkLock);
+    bool mObituarySent HOST_GUARDED_BY(mLinkLock);
 };
 
 }  // namespace hostbinder

@@ -21,16 +21,16 @@ namespace hostbinder {
 class ReplySlot {
   public:
     // The first completion wins; later ones are dropped.
-    void complete(binder_status_t status, std::unique_ptr<AParcel> reply) HB_EXCLUDES(mLock);
+    void complete(binder_status_t status, std::unique_ptr<AParcel> reply) HOST_EXCLUDES(mLock);
     // Returns the status; on STATUS_OK *reply is the serving side's reply.
-    binder_status_t wait(std::unique_ptr<AParcel>* reply) HB_EXCLUDES(mLock);
+    binder_status_t wait(std::unique_ptr<AParcel>* reply) HOST_EXCLUDES(mLock);
 
   private:
     Mutex mLock;
     CondVar mCompleted;
-    bool mDone HB_GUARDED_BY(mLock) = false;
-    binder_status_t mStatus HB_GUARDED_BY(mLock) = STATUS_OK;
-    std::unique_ptr<AParcel> mReply HB_GUARDED_BY(mLock);
+    bool mDone HOST_GUARDED_BY(mLock) = false;
+    binder_status_t mStatus HOST_GUARDED_BY(mLock) = STATUS_OK;
+    std::unique_ptr<AParcel> mReply HOST_GUARDED_BY(mLock);
 };
 
 }  // namespace hostbinder

@@ -30,11 +30,11 @@ class ServiceManager {
     static ServiceManager& instance();
 
     // EX_ILLEGAL_ARGUMENT for a null binder or an invalid name.
-    binder_exception_t add(AIBinder* binder, const char* name) HB_EXCLUDES(mLock);
+    binder_exception_t add(AIBinder* binder, const char* name) HOST_EXCLUDES(mLock);
     // The live service for caller, waiting up to timeout for it (forever without one).
     ndk::SpAIBinder get(const char* name, const std::shared_ptr<Process>& caller,
-                        std::optional<std::chrono::milliseconds> timeout) HB_EXCLUDES(mLock);
-    void removeServicesOf(Process& dead) HB_EXCLUDES(mLock);
+                        std::optional<std::chrono::milliseconds> timeout) HOST_EXCLUDES(mLock);
+    void removeServicesOf(Process& dead) HOST_EXCLUDES(mLock);
 
     static bool isValidName(const char* name);
 
@@ -43,7 +43,7 @@ class ServiceManager {
 
     Mutex mLock;
     CondVar mAdded;
-    std::map<std::string, ndk::SpAIBinder> mServices HB_GUARDED_BY(mLock);
+    std::map<std::string, ndk::SpAIBinder> mServices HOST_GUARDED_BY(mLock);
 };
 
 }  // namespace hostbinder

@@ -24,19 +24,19 @@ class WorkTracker {
   public:
     static WorkTracker& instance();
 
-    void add(const Process& process) HB_EXCLUDES(mLock);
-    void remove(const Process& process) HB_EXCLUDES(mLock);
-    size_t pending(const Process& process) HB_EXCLUDES(mLock);
-    void waitForIdle(const Process& process) HB_EXCLUDES(mLock);
-    void waitForIdle() HB_EXCLUDES(mLock);
+    void add(const Process& process) HOST_EXCLUDES(mLock);
+    void remove(const Process& process) HOST_EXCLUDES(mLock);
+    size_t pending(const Process& process) HOST_EXCLUDES(mLock);
+    void waitForIdle(const Process& process) HOST_EXCLUDES(mLock);
+    void waitForIdle() HOST_EXCLUDES(mLock);
 
   private:
     WorkTracker() = default;
 
     Mutex mLock;
     CondVar mChanged;
-    size_t mTotal HB_GUARDED_BY(mLock) = 0;
-    std::map<const Process*, size_t> mByProcess HB_GUARDED_BY(mLock);
+    size_t mTotal HOST_GUARDED_BY(mLock) = 0;
+    std::map<const Process*, size_t> mByProcess HOST_GUARDED_BY(mLock);
 };
 
 }  // namespace hostbinder

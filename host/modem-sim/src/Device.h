@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <set>
 #include <vector>
 
@@ -31,7 +32,9 @@ struct Device {
     std::chrono::milliseconds connectDelay{100};
     ServiceTable services;
     State settings = powerOnSettings();
-    std::vector<Call> calls;
+    // The most recent calls: a host daemon runs for days, and tests look at a few dozen.
+    static constexpr size_t kRecordedCalls = 4096;
+    std::deque<Call> calls;
     FaultPlan faults;
     uint32_t lastMessageId = 0;
 

@@ -18,7 +18,6 @@
 #include <map>
 #include <thread>
 
-#include "CondVar.h"
 #include "Mutex.h"
 #include "WorkCounter.h"
 
@@ -35,24 +34,24 @@ class JobThread {
     JobThread& operator=(const JobThread&) = delete;
 
     /** Starts the thread unless it runs already. */
-    void start() MS_EXCLUDES(mLock);
+    void start() HOST_EXCLUDES(mLock);
     /** Waits for the running job, ends the thread and drops the queued jobs. */
-    void stop() MS_EXCLUDES(mLock);
-    void post(Clock::time_point due, Job job) MS_EXCLUDES(mLock);
+    void stop() HOST_EXCLUDES(mLock);
+    void post(Clock::time_point due, Job job) HOST_EXCLUDES(mLock);
 
     /** Whether the calling thread is any JobThread's. */
     static bool isJobThread();
 
   private:
-    void run() MS_EXCLUDES(mLock);
+    void run() HOST_EXCLUDES(mLock);
 
     const char* const mName;
     WorkCounter& mWork;
     Mutex mLock;
     CondVar mChanged;
     // A multimap keeps jobs of equal due time in the order they were inserted.
-    std::multimap<Clock::time_point, Job> mJobs MS_GUARDED_BY(mLock);
-    bool mStopping MS_GUARDED_BY(mLock) = false;
+    std::multimap<Clock::time_point, Job> mJobs HOST_GUARDED_BY(mLock);
+    bool mStopping HOST_GUARDED_BY(mLock) = false;
     // Written only by start() and stop(), which the library never runs concurrently.
     std::thread mThread;
 };

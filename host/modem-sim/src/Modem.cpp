@@ -119,6 +119,8 @@ bool Modem::waitForIdle(std::chrono::milliseconds timeout) {
 
 FaultPlan::Admission Modem::admit(const char* function, std::string args) {
     MutexLock lock(mLock);
+    if (mDevice.calls.size() == Device::kRecordedCalls)
+        mDevice.calls.pop_front();
     mDevice.calls.push_back(Call{function, std::move(args)});
     return mDevice.faults.admit(function);
 }

@@ -40,7 +40,7 @@ class Modem {
 
     static Modem& instance();
 
-    modem_api_result_type initPre() MS_EXCLUDES(mLifecycleLock, mLock);
+    modem_api_result_type initPre() HOST_EXCLUDES(mLifecycleLock, mLock);
 
     /**
      * One synchronous call: recorded, then the planned latency and fault, then `argsValid`
@@ -48,7 +48,7 @@ class Modem {
      * then `body`; connections are settled after it.
      */
     modem_api_result_type call(const char* function, std::string args, int32_t service,
-                               bool argsValid, const Body& body) MS_EXCLUDES(mLock);
+                               bool argsValid, const Body& body) HOST_EXCLUDES(mLock);
 
     /**
      * One asynchronous call: checked like call(), then answered on the reply thread after the
@@ -57,17 +57,17 @@ class Modem {
      */
     modem_api_result_type callAsync(const char* function, std::string args, int32_t service,
                                     bool argsValid, void* userData, modem_api_async_cb cb,
-                                    ReplyBody body) MS_EXCLUDES(mLock);
+                                    ReplyBody body) HOST_EXCLUDES(mLock);
 
     /** Reads the device under its lock. */
     template <typename Reader>
-    auto inspect(Reader reader) MS_EXCLUDES(mLock) {
+    auto inspect(Reader reader) HOST_EXCLUDES(mLock) {
         MutexLock lock(mLock);
         return reader(static_cast<const Device&>(mDevice));
     }
     /** Changes the device under its lock, then settles the connections. */
     template <typename Changer>
-    void change(Changer changer) MS_EXCLUDES(mLock) {
+    void change(Changer changer) HOST_EXCLUDES(mLock) {
         MutexLock lock(mLock);
         changer(mDevice);
         settleLocked();
@@ -75,31 +75,31 @@ class Modem {
 
     /** Queues an event for the event callback, subscribed or not. */
     void injectEvent(modem_api_event_type event, std::vector<uint8_t> data, bool nullData)
-            MS_EXCLUDES(mLock);
+            HOST_EXCLUDES(mLock);
 
-    void reset() MS_EXCLUDES(mLifecycleLock, mLock);
+    void reset() HOST_EXCLUDES(mLifecycleLock, mLock);
     bool waitForIdle(std::chrono::milliseconds timeout);
 
   private:
     Modem() = default;
 
-    FaultPlan::Admission admit(const char* function, std::string args) MS_EXCLUDES(mLock);
+    FaultPlan::Admission admit(const char* function, std::string args) HOST_EXCLUDES(mLock);
     // Connects what is due, schedules the next check and queues the events of every change.
-    void settleLocked() MS_REQUIRES(mLock);
-    void scheduleCheckLocked(Clock::time_point when) MS_REQUIRES(mLock);
-    void onScheduledCheck() MS_EXCLUDES(mLock);
+    void settleLocked() HOST_REQUIRES(mLock);
+    void scheduleCheckLocked(Clock::time_point when) HOST_REQUIRES(mLock);
+    void onScheduledCheck() HOST_EXCLUDES(mLock);
     void postEventLocked(modem_api_event_type event, std::vector<uint8_t> data, bool nullData)
-            MS_REQUIRES(mLock);
+            HOST_REQUIRES(mLock);
     void deliverEvent(modem_api_event_type event, std::vector<uint8_t>& data, bool nullData)
-            MS_EXCLUDES(mLock);
+            HOST_EXCLUDES(mLock);
     void reply(int32_t service, uint32_t messageId, void* userData, modem_api_async_cb cb,
-               const ReplyBody& body) MS_EXCLUDES(mLock);
+               const ReplyBody& body) HOST_EXCLUDES(mLock);
 
     Mutex mLifecycleLock;
     Mutex mLock;
-    Device mDevice MS_GUARDED_BY(mLock);
+    Device mDevice HOST_GUARDED_BY(mLock);
     // The earliest connection check queued on the event thread, if any.
-    std::optional<Clock::time_point> mCheckAt MS_GUARDED_BY(mLock);
+    std::optional<Clock::time_point> mCheckAt HOST_GUARDED_BY(mLock);
     WorkCounter mWork;
     JobThread mEvents{"modem-events", mWork};
     JobThread mReplies{"modem-replies", mWork};

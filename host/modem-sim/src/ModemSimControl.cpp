@@ -56,7 +56,9 @@ void Control::injectEvent(modem_api_event_type event, const std::vector<uint8_t>
 }
 
 std::vector<Call> Control::calls() {
-    return modem().inspect([](const Device& device) { return device.calls; });
+    return modem().inspect([](const Device& device) {
+        return std::vector<Call>(device.calls.begin(), device.calls.end());
+    });
 }
 
 std::vector<std::string> Control::callTexts() {

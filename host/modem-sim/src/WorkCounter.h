@@ -11,22 +11,21 @@
 #include <chrono>
 #include <cstddef>
 
-#include "CondVar.h"
 #include "Mutex.h"
 
 namespace modemsim {
 
 class WorkCounter {
   public:
-    void add() MS_EXCLUDES(mLock);
-    void done() MS_EXCLUDES(mLock);
+    void add() HOST_EXCLUDES(mLock);
+    void done() HOST_EXCLUDES(mLock);
     /** False if work was still pending at `deadline`. */
-    bool waitUntilIdle(std::chrono::steady_clock::time_point deadline) MS_EXCLUDES(mLock);
+    bool waitUntilIdle(std::chrono::steady_clock::time_point deadline) HOST_EXCLUDES(mLock);
 
   private:
     Mutex mLock;
     CondVar mIdle;
-    size_t mPending MS_GUARDED_BY(mLock) = 0;
+    size_t mPending HOST_GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace modemsim

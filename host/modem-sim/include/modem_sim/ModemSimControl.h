@@ -121,7 +121,7 @@ class Control {
     static void injectEvent(modem_api_event_type event, const std::vector<uint8_t>& data,
                             bool nullData = false);
 
-    /** The calls made so far, in order. */
+    /** The calls made so far (the most recent 4096), in order. */
     static std::vector<Call> calls();
     /** calls() rendered with Call::text(), for whole-list comparisons. */
     static std::vector<std::string> callTexts();
