@@ -156,13 +156,15 @@ std::vector<std::vector<std::string>> startUp(const std::string& id,
     const std::string registered =
             prefix + "successfully registered aidl service vendor.vyr.plim.modem.IModem/instance" +
             id;
-    // The clients are set up and the library started before the service is registered; the
-    // modem reports its services once it has brought them up.
+    // The clients are set up and the library started before the service is registered. The modem
+    // reports its services, in the order they were asked for, once it has brought them up; that
+    // may be before or after the registration.
     return {{"parse: parsing modem options", "parse: successfully parsed instance id {" + id + "}",
              prefix + "plim-modem main entry", prefix + "setup: NAS qmi notifier setup completed",
              prefix + "setup: " + lastClient + " qmi notifier setup completed",
              prefix + "init done", registered, prefix + "plim-modem ready to loop"},
-            {registered, prefix + "modemApiEventCallback: NAS qmi service is connected",
+            {prefix + "setup: " + lastClient + " qmi notifier setup completed",
+             prefix + "modemApiEventCallback: NAS qmi service is connected",
              prefix + "modemApiEventCallback: " + lastClient + " qmi service is connected"}};
 }
 
