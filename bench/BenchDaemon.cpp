@@ -27,23 +27,23 @@ using aidl::vendor::vyr::plim::modem::BnModemResponse;
 using aidl::vendor::vyr::plim::modem::IModem;
 using aidl::vendor::vyr::plim::modem::ResponseInfo;
 
-/** Signals the operating-mode answers; every other response is ignored. */
+/** Signals the operating-mode and build-time answers; every other response is ignored. */
 class PingResponse : public BnModemResponse {
   public:
     PingResponse(FutexFlag& answered, std::atomic<int64_t>& answeredAtNs)
         : answered_(answered), answeredAtNs_(answeredAtNs) {}
 
     ndk::ScopedAStatus respondGetOperatingMode(const ResponseInfo& info, int32_t) override {
-        answeredAtNs_.store(steadyNowNs(), std::memory_order_relaxed);
-        answered_.set(static_cast<uint32_t>(info.serial));
-        return ndk::ScopedAStatus::ok();
+        return signal(info);
+    }
+    ndk::ScopedAStatus respondGetBuildTime(const ResponseInfo& info, const std::string&) override {
+        return signal(info);
     }
 
 #define PLIM_IGNORE(Method, ...)                                             \
     ndk::ScopedAStatus Method(const ResponseInfo&, ##__VA_ARGS__) override { \
         return ndk::ScopedAStatus::ok();                                     \
     }
-    PLIM_IGNORE(respondGetBuildTime, const std::string&)
     PLIM_IGNORE(respondGetBuildId, const std::string&)
     PLIM_IGNORE(respondReadNv, const std::vector<uint8_t>&)
     PLIM_IGNORE(respondWriteNv)
@@ -86,6 +86,12 @@ class PingResponse : public BnModemResponse {
 #undef PLIM_IGNORE
 
   private:
+    ndk::ScopedAStatus signal(const ResponseInfo& info) {
+        answeredAtNs_.store(steadyNowNs(), std::memory_order_relaxed);
+        answered_.set(static_cast<uint32_t>(info.serial));
+        return ndk::ScopedAStatus::ok();
+    }
+
     FutexFlag& answered_;
     std::atomic<int64_t>& answeredAtNs_;
 };

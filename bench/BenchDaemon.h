@@ -27,7 +27,7 @@ int64_t steadyNowNs();
  * Daemon instance 0 on the simulated modem in this process, as on a device (main looper thread,
  * service in the default binder process with its production pool), and one client process that
  * has registered a response callback. The callback stores when it ran in `answeredAtNs`, then
- * sets `answered` to the operating-mode response's serial.
+ * sets `answered` to the serial of an operating-mode or build-time response.
  */
 class BenchDaemon {
   public:

@@ -132,8 +132,8 @@ BENCHMARK_TEMPLATE(Backlog, PlimLoop)->Name("Backlog/plim")->Iterations(5)->UseR
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    com::vyr::plim::bench::RatioReporter reporter("android", "android::Looper", "plim",
-                                                  "plim Looper");
+    com::vyr::plim::bench::RatioReporter reporter({"android", "android::Looper"},
+                                                  {{"plim", "plim Looper"}});
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     return 0;

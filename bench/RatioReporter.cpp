@@ -9,12 +9,8 @@
 
 namespace com::vyr::plim::bench {
 
-RatioReporter::RatioReporter(std::string reference, std::string referenceTitle, std::string ours,
-                             std::string oursTitle)
-    : reference_(std::move(reference)),
-      referenceTitle_(std::move(referenceTitle)),
-      ours_(std::move(ours)),
-      oursTitle_(std::move(oursTitle)) {}
+RatioReporter::RatioReporter(Side reference, std::vector<Side> ours)
+    : reference_(std::move(reference)), ours_(std::move(ours)) {}
 
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     ConsoleReporter::ReportRuns(runs);
@@ -34,22 +30,27 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
 
 void RatioReporter::Finalize() {
     ConsoleReporter::Finalize();
-    const std::string ratio = ours_ + "/" + reference_;
-    printf("\n%-16s %-16s %16s %16s %14s\n", "figure", "counter", referenceTitle_.c_str(),
-           oursTitle_.c_str(), ratio.c_str());
+    printf("\n%-16s %-16s %-20s %16s %16s %10s\n", "figure", "counter", "measured",
+           reference_.title.c_str(), "measured value", "ratio");
     for (const auto& [family, sides] : figures_) {
-        auto theirs = sides.find(reference_);
-        auto mine = sides.find(ours_);
-        if (theirs == sides.end() || mine == sides.end()) {
+        auto theirs = sides.find(reference_.name);
+        if (theirs == sides.end()) {
             continue;
         }
-        for (const auto& [counter, reference] : theirs->second) {
-            auto ours = mine->second.find(counter);
-            if (ours == mine->second.end() || counter == "items_per_second") {
+        for (const Side& side : ours_) {
+            auto mine = sides.find(side.name);
+            if (mine == sides.end()) {
                 continue;
             }
-            printf("%-16s %-16s %16.2f %16.2f %14.3f\n", family.c_str(), counter.c_str(), reference,
-                   ours->second, reference != 0 ? ours->second / reference : 0.0);
+            for (const auto& [counter, reference] : theirs->second) {
+                auto ours = mine->second.find(counter);
+                if (ours == mine->second.end() || counter == "items_per_second") {
+                    continue;
+                }
+                printf("%-16s %-16s %-20s %16.2f %16.2f %10.3f\n", family.c_str(), counter.c_str(),
+                       side.title.c_str(), reference, ours->second,
+                       reference != 0 ? ours->second / reference : 0.0);
+            }
         }
     }
     fflush(stdout);

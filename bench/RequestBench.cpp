@@ -2,9 +2,10 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The round trip of one request, getOperatingMode, from a client's proxy call until its response
-// callback has run, through the host binder, the main looper and the simulated modem library;
-// beside a bare futex ping-pong between two threads measured in the same run, the least any
+// The round trip of one request from a client's proxy call until its response callback has run,
+// through the host binder, the main looper and the simulated modem library: getOperatingMode,
+// answered on the looper thread, and getBuildTime, answered from the library's reply thread.
+// Beside them a bare futex ping-pong between two threads measured in the same run, the least any
 // cross-thread round trip costs.
 
 #include <android/log.h>
@@ -66,19 +67,38 @@ void FutexPingPong(benchmark::State& state) {
     peer.join();
 }
 
-void RequestRoundTrip(benchmark::State& state) {
-    BenchDaemon daemon;
+/** Round trips of `request(serial)` from the client of `daemon`. */
+template <typename Request>
+void requestRoundTrips(benchmark::State& state, BenchDaemon& daemon, Request request) {
     ndk::host::ProcessContext inClient(daemon.client());
     // Ends when the response callback ran, as its client sees it; the wait only paces the loop.
     measure(state, [&](uint32_t serial) {
-        daemon.modem().getOperatingMode(static_cast<int32_t>(serial));
+        request(daemon.modem(), static_cast<int32_t>(serial));
         daemon.answered.waitFor(serial);
         return daemon.answeredAtNs.load(std::memory_order_relaxed);
     });
 }
 
-BENCHMARK(FutexPingPong)->Name("RoundTrip/futex")->Iterations(1)->UseRealTime();
-BENCHMARK(RequestRoundTrip)->Name("RoundTrip/request")->Iterations(1)->UseRealTime();
+/** The benchmarks, on one daemon: the modem manager starts once per process. */
+void registerBenchmarks(BenchDaemon& daemon) {
+    benchmark::RegisterBenchmark("RoundTrip/futex", FutexPingPong)->Iterations(1)->UseRealTime();
+    benchmark::RegisterBenchmark("RoundTrip/sync",
+                                 [&daemon](benchmark::State& state) {
+                                     requestRoundTrips(state, daemon, [](auto& modem, int32_t s) {
+                                         modem.getOperatingMode(s);
+                                     });
+                                 })
+            ->Iterations(1)
+            ->UseRealTime();
+    benchmark::RegisterBenchmark("RoundTrip/async",
+                                 [&daemon](benchmark::State& state) {
+                                     requestRoundTrips(state, daemon, [](auto& modem, int32_t s) {
+                                         modem.getBuildTime(s);
+                                     });
+                                 })
+            ->Iterations(1)
+            ->UseRealTime();
+}
 
 }  // namespace
 }  // namespace com::vyr::plim::bench
@@ -91,8 +111,11 @@ int main(int argc, char** argv) {
         __android_log_set_minimum_priority(ANDROID_LOG_WARN);
     }
     benchmark::Initialize(&argc, argv);
-    com::vyr::plim::bench::RatioReporter reporter("futex", "futex ping-pong", "request",
-                                                  "IModem request");
+    com::vyr::plim::bench::BenchDaemon daemon;
+    com::vyr::plim::bench::registerBenchmarks(daemon);
+    com::vyr::plim::bench::RatioReporter reporter(
+            {"futex", "futex ping-pong"},
+            {{"sync", "getOperatingMode"}, {"async", "getBuildTime"}});
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     return 0;

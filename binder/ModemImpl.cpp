@@ -15,6 +15,7 @@
 #include "ModemResponse.h"
 #include "NasQmiClient.h"
 #include "SarQmiClient.h"
+#include "VsQmiClient.h"
 #include "WdsQmiClient.h"
 
 namespace com::vyr::plim::modem {
@@ -40,8 +41,8 @@ void handOver(std::shared_ptr<Client> client, Request request, Answer answer) {
     }
 }
 
-/** The vendor-specific and configuration clients are not built yet: their requests are
- *  answered as for a missing client. */
+/** The configuration client is not built yet: its requests are answered as for a missing
+ *  client. */
 template <typename Answer>
 void answerWithoutClient(Answer answer) {
     answer(INVALID_STATE);
@@ -69,20 +70,30 @@ ndk::ScopedAStatus ModemImpl::setCallback(const std::shared_ptr<IModemResponse>&
 
 ndk::ScopedAStatus ModemImpl::getBuildTime(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondGetBuildTime(serial, err, ""); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.getBuildTime(serial); },
+            [&](Errno err) { ModemResponse::respondGetBuildTime(serial, err, ""); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::getBuildId(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondGetBuildId(serial, err, ""); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.getBuildId(serial); },
+            [&](Errno err) { ModemResponse::respondGetBuildId(serial, err, ""); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::readNv(int32_t serial, int32_t nvId, int8_t subId, int8_t index) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, nvId = %d, subId = %d, index = %d",
                          __func__, serial, nvId, subId, index);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondReadNv(serial, err, {}); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) {
+                return c.readNv(serial, nvId, static_cast<uint8_t>(subId),
+                                static_cast<uint8_t>(index));
+            },
+            [&](Errno err) { ModemResponse::respondReadNv(serial, err, {}); });
     return ndk::ScopedAStatus::ok();
 }
 
@@ -91,14 +102,23 @@ ndk::ScopedAStatus ModemImpl::writeNv(int32_t serial, int32_t nvId, int8_t subId
     Log::printAndroidLog(Log::INFO, TAG,
                          "%s: serial = %d, nvId = %d, subId = %d, index = %d, data size = %zu",
                          __func__, serial, nvId, subId, index, data.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondWriteNv(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) {
+                return c.writeNv(serial, nvId, static_cast<uint8_t>(subId),
+                                 static_cast<uint8_t>(index), data);
+            },
+            [&](Errno err) { ModemResponse::respondWriteNv(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::readEfs(int32_t serial, int32_t efsId, int8_t subId) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, efsId = %d, subId = %d", __func__,
                          serial, efsId, subId);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondReadEfs(serial, err, {}); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) { return c.readEfs(serial, efsId, static_cast<uint8_t>(subId)); },
+            [&](Errno err) { ModemResponse::respondReadEfs(serial, err, {}); });
     return ndk::ScopedAStatus::ok();
 }
 
@@ -106,20 +126,32 @@ ndk::ScopedAStatus ModemImpl::writeEfs(int32_t serial, int32_t efsId, int8_t sub
                                        const std::vector<uint8_t>& data) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, efsId = %d, subId = %d, data size = %zu",
                          __func__, serial, efsId, subId, data.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondWriteEfs(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) {
+                return c.writeEfs(serial, efsId, static_cast<uint8_t>(subId), data);
+            },
+            [&](Errno err) { ModemResponse::respondWriteEfs(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::deleteEfsFile(int32_t serial, int32_t efsId, int8_t subId) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, efsId = %d, subId = %d", __func__,
                          serial, efsId, subId);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondDeleteEfsFile(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) {
+                return c.deleteEfsFile(serial, efsId, static_cast<uint8_t>(subId));
+            },
+            [&](Errno err) { ModemResponse::respondDeleteEfsFile(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::deleteEfsDir(int32_t serial, int32_t efsId) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, efsId = %d", __func__, serial, efsId);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondDeleteEfsDir(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.deleteEfsDir(serial, efsId); },
+            [&](Errno err) { ModemResponse::respondDeleteEfsDir(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
@@ -176,7 +208,9 @@ ndk::ScopedAStatus ModemImpl::setOperatingMode(int32_t serial, int32_t mode) {
 ndk::ScopedAStatus ModemImpl::setRadioInfoReportSwitch(int32_t serial, bool on) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, on = %s", __func__, serial,
                          boolText(on));
-    answerWithoutClient(
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) { return c.setRadioInfoReportSwitch(serial, on); },
             [&](Errno err) { ModemResponse::respondSetRadioInfoReportSwitch(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
@@ -245,32 +279,42 @@ ndk::ScopedAStatus ModemImpl::deactivateMbn(int32_t serial, int32_t subId) {
 ndk::ScopedAStatus ModemImpl::activateMbnByName(int32_t serial, const std::vector<uint8_t>& name) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, name size = %zu", __func__, serial,
                          name.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondActivateMbnByName(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) { return c.activateMbnByName(serial, name); },
+            [&](Errno err) { ModemResponse::respondActivateMbnByName(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::restoreDiffQcn(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondRestoreDiffQcn(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.restoreDiffQcn(serial); },
+            [&](Errno err) { ModemResponse::respondRestoreDiffQcn(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::rebootModem(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondRebootModem(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.rebootModem(serial); },
+            [&](Errno err) { ModemResponse::respondRebootModem(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::removeRatMask(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondRemoveRatMask(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.removeRatMask(serial); },
+            [&](Errno err) { ModemResponse::respondRemoveRatMask(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::getModemProperty(int32_t serial, const std::vector<uint8_t>& key) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, key size = %zu", __func__, serial,
                          key.size());
-    answerWithoutClient(
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.getModemProperty(serial, key); },
             [&](Errno err) { ModemResponse::respondGetModemProperty(serial, err, {}); });
     return ndk::ScopedAStatus::ok();
 }
@@ -279,20 +323,27 @@ ndk::ScopedAStatus ModemImpl::setModemProperty(int32_t serial, const std::vector
                                                const std::vector<uint8_t>& val) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, key size = %zu, val size = %zu",
                          __func__, serial, key.size(), val.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondSetModemProperty(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) { return c.setModemProperty(serial, key, val); },
+            [&](Errno err) { ModemResponse::respondSetModemProperty(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::deleteModemProperty(int32_t serial, const std::vector<uint8_t>& key) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, key size = %zu", __func__, serial,
                          key.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondDeleteModemProperty(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) { return c.deleteModemProperty(serial, key); },
+            [&](Errno err) { ModemResponse::respondDeleteModemProperty(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::get5gPowerSaveSwitch(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient(
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.get5gPowerSaveSwitch(serial); },
             [&](Errno err) { ModemResponse::respondGet5gPowerSaveSwitch(serial, err, false); });
     return ndk::ScopedAStatus::ok();
 }
@@ -300,14 +351,21 @@ ndk::ScopedAStatus ModemImpl::get5gPowerSaveSwitch(int32_t serial) {
 ndk::ScopedAStatus ModemImpl::set5gPowerSaveSwitch(int32_t serial, bool on) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, on = %s", __func__, serial,
                          boolText(on));
-    answerWithoutClient(
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) { return c.set5gPowerSaveSwitch(serial, on); },
             [&](Errno err) { ModemResponse::respondSet5gPowerSaveSwitch(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::set5gPowerSaveMode(int32_t serial, int8_t mode) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, mode = %d", __func__, serial, mode);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondSet5gPowerSaveMode(serial, err); });
+    handOver(
+            ModemManager::vsClient,
+            [&](VsQmiClient& c) {
+                return c.set5gPowerSaveMode(serial, static_cast<uint8_t>(mode));
+            },
+            [&](Errno err) { ModemResponse::respondSet5gPowerSaveMode(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
@@ -321,26 +379,33 @@ ndk::ScopedAStatus ModemImpl::forceAsdiv(int32_t serial, int32_t mode) {
 
 ndk::ScopedAStatus ModemImpl::getSimlockFuseState(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient(
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.getSimlockFuseState(serial); },
             [&](Errno err) { ModemResponse::respondGetSimlockFuseState(serial, err, 0); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::getQstMode(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondGetQstMode(serial, err, -1); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.getQstMode(serial); },
+            [&](Errno err) { ModemResponse::respondGetQstMode(serial, err, -1); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::setQstMode(int32_t serial, int32_t mode) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, mode = %d", __func__, serial, mode);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondSetQstMode(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.setQstMode(serial, mode); },
+            [&](Errno err) { ModemResponse::respondSetQstMode(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::abortRrcConnection(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondAbortRrcConnection(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.abortRrcConnection(serial); },
+            [&](Errno err) { ModemResponse::respondAbortRrcConnection(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
@@ -355,7 +420,9 @@ ndk::ScopedAStatus ModemImpl::setSarState(int32_t serial, int32_t state) {
 ndk::ScopedAStatus ModemImpl::informScreenState(int32_t serial, bool on) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, on = %s", __func__, serial,
                          boolText(on));
-    answerWithoutClient([&](Errno err) { ModemResponse::respondInformScreenState(serial, err); });
+    handOver(
+            ModemManager::vsClient, [&](VsQmiClient& c) { return c.informScreenState(serial, on); },
+            [&](Errno err) { ModemResponse::respondInformScreenState(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 

@@ -14,6 +14,7 @@
 #include "DmsQmiClient.h"
 #include "NasQmiClient.h"
 #include "SarQmiClient.h"
+#include "VsQmiClient.h"
 #include "WdsQmiClient.h"
 
 namespace com::vyr::plim::modem {
@@ -72,7 +73,9 @@ int ModemManager::init(int instanceId) {
 
 int ModemManager::initOnce(int instanceId) {
     int err = makeQmiClient(nasClient, "failed to alloc NAS qmi client", instanceId);
-    // The vendor-specific client joins here, between NAS and WDS, once it exists.
+    if (err == OK) {
+        err = makeQmiClient(vsClient, "failed to alloc VS qmi client", instanceId);
+    }
     if (err == OK) {
         err = makeQmiClient(wdsClient, "failed to alloc WDS qmi client", instanceId);
     }
@@ -169,8 +172,10 @@ std::shared_ptr<QmiClient> ModemManager::clientOf(int32_t serviceId) {
             return nasClient;
         case MODEM_API_SERVICE_SAR:
             return sarClient;
+        case MODEM_API_SERVICE_VS:
+            return vsClient;
     }
-    // PDC and VS have no client yet; the diag client has no QMI service.
+    // PDC has no client yet; the diag client has no QMI service.
     return nullptr;
 }
 

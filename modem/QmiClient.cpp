@@ -115,7 +115,7 @@ void QmiClient::bindSubscription(modem_api_result_type (*bind)(int32_t instanceI
 }
 
 int QmiClient::handleIntRead(const char* func, const std::shared_ptr<Message>& msg, IntRead read,
-                             IntReadResponse respond) const {
+                             IntReadResponse respond, std::optional<int32_t> failureValue) const {
     std::shared_ptr<SerialVoidParam> param = requestParam<SerialVoidParam>(service_.tag, func, msg);
     if (!param) {
         return INVALID_ARGUMENT;
@@ -123,7 +123,20 @@ int QmiClient::handleIntRead(const char* func, const std::shared_ptr<Message>& m
     int value = 0;
     Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, read(&value))
                                      : INVALID_STATE;
+    if (err != OK && failureValue.has_value()) {
+        value = *failureValue;
+    }
     return respond(param->serial, err, value);
+}
+
+int QmiClient::handleVoidCall(const char* func, const std::shared_ptr<Message>& msg, VoidCall call,
+                              Response respond) const {
+    std::shared_ptr<SerialVoidParam> param = requestParam<SerialVoidParam>(service_.tag, func, msg);
+    if (!param) {
+        return INVALID_ARGUMENT;
+    }
+    Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, call()) : INVALID_STATE;
+    return respond(param->serial, err);
 }
 
 int QmiClient::handleIntWrite(const char* func, const std::shared_ptr<Message>& msg, IntWrite write,

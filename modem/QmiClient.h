@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <plim/Errno.h>
@@ -75,6 +76,7 @@ class QmiClient : public Handler {
     void bindSubscription(modem_api_result_type (*bind)(int32_t instanceId),
                           int32_t instanceId) const;
 
+    using VoidCall = modem_api_result_type (*)();
     using IntRead = modem_api_result_type (*)(int* value);
     using IntReadResponse = int (*)(int serial, Errno err, int32_t value);
     using IntWrite = modem_api_result_type (*)(int value);
@@ -83,10 +85,15 @@ class QmiClient : public Handler {
     /**
      * The handler of a request that reads one int (a SerialVoidParam): when connected, `read`
      * into a local that starts at 0, then `respond` with the outcome and the local, whatever it
-     * holds. Returns the response's result, or INVALID_ARGUMENT without a usable parameter.
+     * holds, or `failureValue` instead when one is given and the read did not succeed. Returns
+     * the response's result, or INVALID_ARGUMENT without a usable parameter.
      */
     int handleIntRead(const char* func, const std::shared_ptr<Message>& msg, IntRead read,
-                      IntReadResponse respond) const;
+                      IntReadResponse respond,
+                      std::optional<int32_t> failureValue = std::nullopt) const;
+    /** The handler of a request without arguments (a SerialVoidParam) that `call` serves. */
+    int handleVoidCall(const char* func, const std::shared_ptr<Message>& msg, VoidCall call,
+                       Response respond) const;
     /** The handler of a request that writes one int (a SerialIntParam) with `write`. */
     int handleIntWrite(const char* func, const std::shared_ptr<Message>& msg, IntWrite write,
                        Response respond) const;

@@ -26,6 +26,7 @@
 #include "ModemManager.h"
 #include "NasQmiClient.h"
 #include "SarQmiClient.h"
+#include "VsQmiClient.h"
 #include "WdsQmiClient.h"
 
 namespace com::vyr::plim::modem {
@@ -37,13 +38,13 @@ using test::LoopThread;
 
 constexpr const char* TAG = "modem-manager";
 
-/** Which client pointers are set, as "diag dms nas sar wds" with "-" for an empty one. */
+/** Which client pointers are set, as "diag dms nas sar vs wds" with "-" for an empty one. */
 std::string madeClients() {
     return std::string(ModemManager::diagClient ? "diag" : "-") + " " +
            (ModemManager::dmsClient ? "dms" : "-") + " " + (ModemManager::nasClient ? "nas" : "-") +
            " " + (ModemManager::sarClient ? "sar" : "-") + " " +
-           (ModemManager::wdsClient ? "wds" : "-") + " " +
-           (ModemManager::vsClient || ModemManager::pdcClient ? "vs/pdc!" : "-");
+           (ModemManager::vsClient ? "vs" : "-") + " " + (ModemManager::wdsClient ? "wds" : "-") +
+           (ModemManager::pdcClient ? " pdc!" : "");
 }
 
 class ModemManagerTest : public ::testing::Test {
@@ -75,7 +76,7 @@ struct InstanceRow {
     int instanceId;
     std::string clients;
     std::vector<std::string> mainCalls;
-    std::vector<std::string> binds;  // sorted
+    std::vector<std::string> onConnected;  // from the event thread, sorted
 };
 
 void PrintTo(const InstanceRow& row, std::ostream* os) {
@@ -90,16 +91,17 @@ TEST_P(ModemManagerInstanceTest, Init_ForEachInstance_MakesItsClientsThenStartsT
 
     EXPECT_EQ(GetParam().clients, madeClients()) << "the instance got the wrong client set";
     // Connections are requested before the callback exists and the library reports them once it
-    // is set and subscribed to event 0. Each connected NAS and WDS client then binds its
-    // subscription from the event thread, racing the main thread's remaining subscriptions.
+    // is set and subscribed to event 0. Each connected NAS, VS and WDS client then binds its
+    // subscription from the event thread (instance 0's VS client also asks for the library's
+    // version), racing the main thread's remaining subscriptions.
     std::vector<std::string> mainCalls;
-    std::vector<std::string> binds;
+    std::vector<std::string> onConnected;
     size_t firstBind = SIZE_MAX;
     size_t connectedSubscribed = SIZE_MAX;
     const std::vector<std::string> calls = Control::callTexts();
     for (size_t i = 0; i < calls.size(); ++i) {
-        if (calls[i].rfind("modem_api_bind_", 0) == 0) {
-            binds.push_back(calls[i]);
+        if (calls[i].rfind("modem_api_bind_", 0) == 0 || calls[i] == "modem_api_get_version()") {
+            onConnected.push_back(calls[i]);
             firstBind = std::min(firstBind, i);
         } else {
             mainCalls.push_back(calls[i]);
@@ -107,9 +109,10 @@ TEST_P(ModemManagerInstanceTest, Init_ForEachInstance_MakesItsClientsThenStartsT
         if (calls[i] == "modem_api_subscribe_event(0)")
             connectedSubscribed = i;
     }
-    std::sort(binds.begin(), binds.end());
+    std::sort(onConnected.begin(), onConnected.end());
     EXPECT_EQ(GetParam().mainCalls, mainCalls) << "wrong start-up calls or order";
-    EXPECT_EQ(GetParam().binds, binds) << "each connected NAS and WDS client binds once";
+    EXPECT_EQ(GetParam().onConnected, onConnected)
+            << "each connected NAS, VS and WDS client binds once; only instance 0 asks the version";
     EXPECT_LT(connectedSubscribed, firstBind) << "a client bound before the library reported it";
     EXPECT_TRUE(log_.contains(Log::INFO, TAG, "init done")) << log_.dump();
     for (int32_t service : {MODEM_API_SERVICE_NAS, MODEM_API_SERVICE_WDS}) {
@@ -121,49 +124,76 @@ TEST_P(ModemManagerInstanceTest, Init_ForEachInstance_MakesItsClientsThenStartsT
 INSTANTIATE_TEST_SUITE_P(
         Instances, ModemManagerInstanceTest,
         ::testing::Values(
-                InstanceRow{"Instance0",
-                            0,
-                            "diag dms nas sar wds -",
-                            {"modem_api_init_qmi_connection(3, 0)",
-                             "modem_api_init_qmi_connection(1, 0)",
-                             "modem_api_init_qmi_connection(2, 0)",
-                             "modem_api_init_qmi_connection(17, 0)", "modem_api_init_pre()",
-                             "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
-                             "modem_api_subscribe_event(1)", "modem_api_subscribe_event(17)",
-                             "modem_api_subscribe_event(18)"},
-                            {"modem_api_bind_nas_subscription(0)",
-                             "modem_api_bind_wds_subscription(0)"}},
-                InstanceRow{"Instance1",
-                            1,
-                            "- - nas - wds -",
-                            {"modem_api_init_qmi_connection(3, 0)",
-                             "modem_api_init_qmi_connection(1, 0)", "modem_api_init_pre()",
-                             "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
-                             "modem_api_subscribe_event(1)"},
-                            {"modem_api_bind_nas_subscription(1)",
-                             "modem_api_bind_wds_subscription(1)"}}),
+                InstanceRow{
+                        "Instance0",
+                        0,
+                        "diag dms nas sar vs wds",
+                        {"modem_api_init_qmi_connection(3, 0)",
+                         "modem_api_init_qmi_connection(228, 0)",
+                         "modem_api_init_qmi_connection(1, 0)",
+                         "modem_api_init_qmi_connection(2, 0)",
+                         "modem_api_init_qmi_connection(17, 0)", "modem_api_init_pre()",
+                         "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
+                         "modem_api_subscribe_event(1)", "modem_api_subscribe_event(17)",
+                         "modem_api_subscribe_event(18)"},
+                        {"modem_api_bind_nas_subscription(0)", "modem_api_bind_vs_subscription(0)",
+                         "modem_api_bind_wds_subscription(0)", "modem_api_get_version()"}},
+                InstanceRow{
+                        "Instance1",
+                        1,
+                        "- - nas - vs wds",
+                        {"modem_api_init_qmi_connection(3, 0)",
+                         "modem_api_init_qmi_connection(228, 0)",
+                         "modem_api_init_qmi_connection(1, 0)", "modem_api_init_pre()",
+                         "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
+                         "modem_api_subscribe_event(1)"},
+                        {"modem_api_bind_nas_subscription(1)", "modem_api_bind_vs_subscription(1)",
+                         "modem_api_bind_wds_subscription(1)"}}),
         [](const ::testing::TestParamInfo<InstanceRow>& info) { return info.param.name; });
 
-TEST_F(ModemManagerTest, Init_WhenFirstClientSetupFails_StopsBeforeTheLibraryStarts) {
-    Control::failNextCalls("modem_api_init_qmi_connection", 1, -2);
+struct SetupFailureRow {
+    const char* name;
+    int passingSetups;  // setups that succeed before the failing one
+    std::string clients;
+    const char* tag;
+    const char* service;
+};
+
+void PrintTo(const SetupFailureRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class ModemManagerSetupFailureTest : public ModemManagerTest,
+                                     public ::testing::WithParamInterface<SetupFailureRow> {};
+
+TEST_P(ModemManagerSetupFailureTest, Init_WhenClientSetupFails_StopsBeforeTheLibraryStarts) {
+    const SetupFailureRow& row = GetParam();
+    Control::failNextCalls("modem_api_init_qmi_connection", 1, -2, row.passingSetups);
 
     EXPECT_EQ(FAILED, init(0)) << "a failed setup must stop start-up with FAILED";
 
-    EXPECT_EQ("- - nas - - -", madeClients()) << "the failed client must stay, no later one made";
-    EXPECT_EQ(std::vector<std::string>{"modem_api_init_qmi_connection(3, 0)"}, Control::callTexts())
+    EXPECT_EQ(row.clients, madeClients()) << "the failed client must stay, no later one made";
+    EXPECT_EQ(static_cast<size_t>(row.passingSetups + 1), Control::calls().size())
             << "the library was started although start-up failed";
     EXPECT_TRUE(
-            log_.contains(Log::ERROR, "modem-qmi-nas", "setup: failed to setup NAS qmi notifier"))
+            log_.contains(Log::ERROR, row.tag,
+                          std::string("setup: failed to setup ") + row.service + " qmi notifier"))
             << log_.dump();
     EXPECT_FALSE(log_.contains(Log::INFO, TAG, "init done")) << log_.dump();
 }
+
+INSTANTIATE_TEST_SUITE_P(
+        Clients, ModemManagerSetupFailureTest,
+        ::testing::Values(SetupFailureRow{"Nas", 0, "- - nas - - -", "modem-qmi-nas", "NAS"},
+                          SetupFailureRow{"Vs", 1, "- - nas - vs -", "modem-qmi-vs", "VS"}),
+        [](const ::testing::TestParamInfo<SetupFailureRow>& info) { return info.param.name; });
 
 TEST_F(ModemManagerTest, Init_WhenCalledAgain_ReturnsInvalidStateAndMakesNothing) {
     ASSERT_EQ(OK, init(1)) << log_.dump();
     Control::clearCalls();
 
     EXPECT_EQ(INVALID_STATE, init(0)) << "a second init must be refused";
-    EXPECT_EQ("- - nas - wds -", madeClients()) << "the second init changed the clients";
+    EXPECT_EQ("- - nas - vs wds", madeClients()) << "the second init changed the clients";
     EXPECT_TRUE(Control::callTexts().empty()) << "the second init called the library";
 }
 

@@ -19,6 +19,7 @@
 #include <modem_sim/ModemSimControl.h>
 
 #include "FaultPlan.h"
+#include "ReplyTamperPlan.h"
 #include "ServiceTable.h"
 
 namespace modemsim {
@@ -31,11 +32,15 @@ struct Device {
     // wait set 0.
     std::chrono::milliseconds connectDelay{100};
     ServiceTable services;
+    // How long modem_subsystem_reboot() keeps the services down: long enough that a daemon sees
+    // the drop, short enough for tests.
+    std::chrono::milliseconds rebootDowntime{200};
     State settings = powerOnSettings();
     // The most recent calls: a host daemon runs for days, and tests look at a few dozen.
     static constexpr size_t kRecordedCalls = 4096;
     std::deque<Call> calls;
     FaultPlan faults;
+    ReplyTamperPlan tampers;
     uint32_t lastMessageId = 0;
 
     bool isSubscribed(modem_api_event_type event) const { return subscribed.count(event) != 0; }
@@ -43,6 +48,10 @@ struct Device {
     static State powerOnSettings() {
         State state;
         state.imsProfiles = {{1, 1}, {1, 2}};
+        state.buildTime = "2026-11-02 09:41:17";
+        state.buildId = "PLIM.SIM.1.0-00042";
+        // A couple of directories, so that deleting one works on a fresh modem.
+        state.efsDirs = {1, 2};
         return state;
     }
 };

@@ -3,8 +3,8 @@
  */
 
 // One of the library's own threads: runs queued jobs one at a time, each once its due time has
-// come; jobs due at the same time run in the order they were posted. The event thread and the
-// reply thread are each one of these.
+// come; jobs due at the same time run in the order they were posted. The event thread, the
+// request thread and each reply thread are one of these.
 //
 // Jobs may be posted before the thread starts: they wait for it. Stopping discards what is
 // still queued.

@@ -44,8 +44,7 @@ modem_api_result_type Modem::initPre() {
             return MODEM_API_SUCCESS;
     }
     MutexLock lifecycle(mLifecycleLock);
-    mEvents.start();
-    mReplies.start();
+    startThreads();
     MutexLock lock(mLock);
     mDevice.started = true;
     settleLocked();
@@ -80,11 +79,14 @@ modem_api_result_type Modem::callAsync(const char* function, std::string args, i
     MutexLock lock(mLock);
     if (service != kNoService && !mDevice.services.isConnected(service))
         return MODEM_API_SERVICE_NOT_READY;
-    const uint32_t messageId = ++mDevice.lastMessageId;
-    mReplies.post(Clock::now() + admission.latency,
-                  [this, service, messageId, userData, cb, body = std::move(body)] {
-                      reply(service, messageId, userData, cb, body);
-                  });
+    AsyncReply reply;
+    reply.record.msg_id = ++mDevice.lastMessageId;
+    reply.userData = userData;
+    reply.callback = cb;
+    // Decided as the call is accepted, so that `skip` counts calls in the order they were made.
+    reply.tamper = mDevice.tampers.take(function);
+    mRequests.post(Clock::now() + admission.latency, [this, service, body = std::move(body),
+                                                      reply] { process(service, body, reply); });
     return MODEM_API_SUCCESS;
 }
 
@@ -100,14 +102,12 @@ void Modem::reset() {
         std::abort();
     }
     MutexLock lifecycle(mLifecycleLock);
-    mEvents.stop();
-    mReplies.stop();
+    stopThreads();
     MutexLock lock(mLock);
     mDevice = Device();
     mCheckAt.reset();
     // Drops what callers posted while the threads were stopping: it belongs to the old session.
-    mEvents.stop();
-    mReplies.stop();
+    stopThreads();
 }
 
 bool Modem::waitForIdle(std::chrono::milliseconds timeout) {
@@ -180,22 +180,32 @@ void Modem::deliverEvent(modem_api_event_type event, std::vector<uint8_t>& data,
         callback(event, nullData ? nullptr : data.data(), data.size());
 }
 
-void Modem::reply(int32_t service, uint32_t messageId, void* userData, modem_api_async_cb cb,
-                  const ReplyBody& body) {
-    modem_api_async_response response{};
-    response.msg_id = messageId;
+void Modem::process(int32_t service, const ReplyBody& body, AsyncReply reply) {
+    MutexLock lock(mLock);
     modem_api_result_type result;
-    {
-        MutexLock lock(mLock);
-        if (service != kNoService && !mDevice.services.isConnected(service)) {
-            result = MODEM_API_SERVICE_NOT_READY;
-        } else {
-            result = body(mDevice, response.payload);
-            settleLocked();
-        }
+    if (service != kNoService && !mDevice.services.isConnected(service)) {
+        result = MODEM_API_SERVICE_NOT_READY;
+    } else {
+        result = body(mDevice, reply.record.payload);
+        settleLocked();
     }
-    response.result = static_cast<uint32_t>(result);
-    cb(&response, sizeof(response), userData, result);
+    reply.record.result = static_cast<uint32_t>(result);
+    mReplies[reply.record.msg_id % 2].post(Clock::now(), [reply] { reply.deliver(); });
+}
+
+void Modem::startThreads() {
+    mEvents.start();
+    mRequests.start();
+    for (JobThread& replies : mReplies)
+        replies.start();
+}
+
+void Modem::stopThreads() {
+    // Requests before replies, so that an answer the last request hands over is dropped too.
+    mEvents.stop();
+    mRequests.stop();
+    for (JobThread& replies : mReplies)
+        replies.stop();
 }
 
 }  // namespace modemsim

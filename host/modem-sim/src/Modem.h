@@ -3,8 +3,13 @@
  */
 
 // The simulated modem and its library, one per process like the closed library it stands in
-// for: the device state, the event thread and the reply thread. The C API and the test control
-// are thin layers over it.
+// for: the device state, the event thread, the request thread and the two reply threads. The C
+// API and the test control are thin layers over it.
+//
+// An accepted asynchronous request goes to the request thread, which runs its body in due order,
+// as the modem processes requests one at a time; the answer then goes out on the reply thread
+// its message id picks. So the modem's state changes in request order, while replies of
+// different requests may reach the daemon concurrently and out of order.
 //
 // Locks: mLifecycleLock (start and reset) before mLock (the device) before the job threads'
 // own. No lock is held while a callback of the daemon runs.
@@ -20,6 +25,7 @@
 
 #include <modem_api.h>
 
+#include "AsyncReply.h"
 #include "Device.h"
 #include "JobThread.h"
 #include "Mutex.h"
@@ -32,7 +38,7 @@ class Modem {
     using Clock = std::chrono::steady_clock;
     /** Runs with the device locked; returns the call's result. */
     using Body = std::function<modem_api_result_type(Device&)>;
-    /** Runs with the device locked on the reply thread; fills the reply's payload. */
+    /** Runs with the device locked on the request thread; fills the reply's payload. */
     using ReplyBody = std::function<modem_api_result_type(Device&, uint8_t* payload)>;
 
     /** For calls that need no service connection. */
@@ -51,9 +57,9 @@ class Modem {
                                bool argsValid, const Body& body) HOST_EXCLUDES(mLock);
 
     /**
-     * One asynchronous call: checked like call(), then answered on the reply thread after the
-     * planned latency by `body`, or with MODEM_API_SERVICE_NOT_READY if the service dropped
-     * meanwhile. `cb` is called only when this returns 0.
+     * One asynchronous call: checked like call(), then processed by `body` after the planned
+     * latency, or answered with MODEM_API_SERVICE_NOT_READY if the service dropped meanwhile,
+     * and answered on a reply thread. `cb` is called only when this returns 0.
      */
     modem_api_result_type callAsync(const char* function, std::string args, int32_t service,
                                     bool argsValid, void* userData, modem_api_async_cb cb,
@@ -92,8 +98,10 @@ class Modem {
             HOST_REQUIRES(mLock);
     void deliverEvent(modem_api_event_type event, std::vector<uint8_t>& data, bool nullData)
             HOST_EXCLUDES(mLock);
-    void reply(int32_t service, uint32_t messageId, void* userData, modem_api_async_cb cb,
-               const ReplyBody& body) HOST_EXCLUDES(mLock);
+    // Runs a request's body as the modem, then hands the answer to its reply thread.
+    void process(int32_t service, const ReplyBody& body, AsyncReply reply) HOST_EXCLUDES(mLock);
+    void startThreads();
+    void stopThreads();
 
     Mutex mLifecycleLock;
     Mutex mLock;
@@ -102,7 +110,10 @@ class Modem {
     std::optional<Clock::time_point> mCheckAt HOST_GUARDED_BY(mLock);
     WorkCounter mWork;
     JobThread mEvents{"modem-events", mWork};
-    JobThread mReplies{"modem-replies", mWork};
+    JobThread mRequests{"modem-requests", mWork};
+    // Picked by the parity of the message id: consecutive requests are answered on different
+    // threads, so a daemon that assumes one reply at a time, or replies in order, is caught.
+    JobThread mReplies[2]{{"modem-replies-0", mWork}, {"modem-replies-1", mWork}};
 };
 
 }  // namespace modemsim

@@ -84,6 +84,20 @@ State Control::state() {
     return modem().inspect([](const Device& device) { return device.settings; });
 }
 
+void Control::editState(const std::function<void(State&)>& edit) {
+    modem().change([&](Device& device) { edit(device.settings); });
+}
+
+void Control::tamperNextReplies(const std::string& function, int count, const ReplyTamper& tamper,
+                                int skip) {
+    modem().change(
+            [&](Device& device) { device.tampers.tamperNext(function, count, tamper, skip); });
+}
+
+void Control::setRebootDowntime(std::chrono::milliseconds downtime) {
+    modem().change([&](Device& device) { device.rebootDowntime = downtime; });
+}
+
 void Control::setImsProfiles(const std::vector<modem_qdp_profile_id>& profiles) {
     const size_t kept = std::min(profiles.size(), kMaxImsProfiles);
     modem().change([&](Device& device) {

@@ -3,8 +3,8 @@
  */
 
 // The reply path of asynchronous calls: answered once, on the library's thread, after the
-// planned latencies, never when refused. Driven through the library's internal entry point, as no
-// public call uses it yet.
+// planned latencies, never when refused. Driven through the library's internal entry point, so
+// that the reply path is tested apart from any one call's body.
 
 #include <algorithm>
 #include <cstring>

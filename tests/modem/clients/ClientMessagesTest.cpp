@@ -12,11 +12,13 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <plim/Errno.h>
 #include <plim/Log.h>
 #include <plim/Message.h>
 #include <plim/SerialBoolParam.h>
+#include <plim/SerialByteArrayParam.h>
 #include <plim/SerialIntParam.h>
 #include <plim/SerialVoidParam.h>
 
@@ -24,7 +26,9 @@
 #include "DmsQmiClient.h"
 #include "LogCapture.h"
 #include "NasQmiClient.h"
+#include "NvAccessParam.h"
 #include "SarQmiClient.h"
+#include "VsQmiClient.h"
 #include "WdsQmiClient.h"
 
 namespace com::vyr::plim::modem {
@@ -104,6 +108,10 @@ std::function<std::shared_ptr<Param>()> paramOf(Args... args) {
     return [=] { return std::make_shared<P>(7, args...); };
 }
 
+std::function<std::shared_ptr<Param>()> nvAccess(NvAccessParam::Kind kind) {
+    return [=] { return std::make_shared<NvAccessParam>(kind, 7, 550, 0, 0); };
+}
+
 INSTANTIATE_TEST_SUITE_P(
         Clients, ClientMessagesTest,
         ::testing::Values(ClientRow{"DmsGet", [] { return std::make_shared<DmsQmiClient>(); },
@@ -127,7 +135,19 @@ INSTANTIATE_TEST_SUITE_P(
                                     "handleDeleteImsProfileMessage", paramOf<SerialIntParam>(0), 2},
                           ClientRow{"Diag", [] { return std::make_shared<DiagClient>(); },
                                     "modem-diag", DiagClient::FORCE_ASDIV,
-                                    "handleForceAsdivMessage", paramOf<SerialVoidParam>(), 2}),
+                                    "handleForceAsdivMessage", paramOf<SerialVoidParam>(), 2},
+                          // One class carries NV and EFS requests: the tag alone tells them apart.
+                          ClientRow{"VsReadNv", [] { return std::make_shared<VsQmiClient>(0); },
+                                    "modem-qmi-vs", VsQmiClient::READ_NV, "handleReadNvMessage",
+                                    nvAccess(NvAccessParam::Kind::EFS), 25},
+                          ClientRow{"VsReadEfs", [] { return std::make_shared<VsQmiClient>(1); },
+                                    "modem-qmi-vs", VsQmiClient::READ_EFS, "handleReadEfsMessage",
+                                    nvAccess(NvAccessParam::Kind::NV), 0},
+                          ClientRow{"VsSetProperty",
+                                    [] { return std::make_shared<VsQmiClient>(0); }, "modem-qmi-vs",
+                                    VsQmiClient::SET_MODEM_PROPERTY,
+                                    "handleSetModemPropertyMessage",
+                                    paramOf<SerialByteArrayParam>(std::vector<uint8_t>{1}), -1}),
         [](const ::testing::TestParamInfo<ClientRow>& info) { return info.param.name; });
 
 }  // namespace

@@ -17,58 +17,15 @@
 
 #include <plim/Log.h>
 
-#include "DaemonHarness.h"
-#include "LogCapture.h"
-#include "TestClient.h"
+#include "ProxyRequestTest.h"
 
 namespace com::vyr::plim::modem {
 namespace {
 
 using aidl::vendor::vyr::plim::modem::IModem;
 using modemsim::Control;
-using test::DaemonHarness;
-using test::LogCapture;
-using test::TestClient;
-
-/** What a client's response looks like in its record. */
-std::string response(const std::string& method, int serial, int error,
-                     const std::string& result = "") {
-    return "client: " + method + " type=0 serial=" + std::to_string(serial) +
-           " error=" + std::to_string(error) + (result.empty() ? "" : " result=" + result);
-}
-
-class ClientRequestsTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_EQ(0, daemon_.makeResult()) << log_.dump();
-        client_.startThreads();
-        modem_ = client_.connect(0);
-        ASSERT_NE(nullptr, modem_) << "the daemon's service is not registered";
-        daemon_.waitForIdle();
-        Control::clearCalls();
-    }
-
-    void TearDown() override {
-        daemon_.waitForIdle();
-        EXPECT_EQ(test::texts({}), test::texts(client_.takeCalls()))
-                << "responses that no request asked for (or a second answer to a serial)";
-        EXPECT_EQ(0u, ABinderHost_Process_getPendingWork(client_.process().get()))
-                << "responses still queued to the client";
-    }
-
-    /** Sends `requests` from the client's process; returns the `count` responses they bring. */
-    std::vector<std::string> exchange(const std::function<void(IModem&)>& requests, size_t count) {
-        client_.run([&] { requests(*modem_); });
-        EXPECT_TRUE(client_.waitForCalls(count)) << "a request was never answered";
-        daemon_.waitForIdle();
-        return test::texts(client_.takeCalls());
-    }
-
-    LogCapture log_;
-    DaemonHarness daemon_{0};
-    TestClient client_{"client"};
-    std::shared_ptr<IModem> modem_;
-};
+using test::ProxyRequestTest;
+using test::response;
 
 struct RequestRow {
     const char* name;
@@ -82,7 +39,7 @@ void PrintTo(const RequestRow& row, std::ostream* os) {
     *os << row.name;
 }
 
-class ClientRequestsRowTest : public ClientRequestsTest,
+class ClientRequestsRowTest : public ProxyRequestTest,
                               public ::testing::WithParamInterface<RequestRow> {};
 
 TEST_P(ClientRequestsRowTest, Request_WhenServiceConnected_AnswersWithModemValue) {
@@ -154,7 +111,7 @@ void PrintTo(const FailureRow& row, std::ostream* os) {
     *os << row.name;
 }
 
-class ClientFailuresTest : public ClientRequestsTest,
+class ClientFailuresTest : public ProxyRequestTest,
                            public ::testing::WithParamInterface<FailureRow> {};
 
 TEST_P(ClientFailuresTest, Request_WhenServiceDownOrCallFails_AnswersWithError) {
@@ -242,7 +199,7 @@ INSTANTIATE_TEST_SUITE_P(
                             "modem_qdp_delete_ims_profile(1, 2)"}}),
         [](const ::testing::TestParamInfo<FailureRow>& info) { return info.param.name; });
 
-TEST_F(ClientRequestsTest, DeleteImsProfile_WhenModemHasNone_AnswersOkWithoutDeleting) {
+TEST_F(ProxyRequestTest, DeleteImsProfile_WhenModemHasNone_AnswersOkWithoutDeleting) {
     Control::setImsProfiles({});
     EXPECT_EQ(std::vector<std::string>{response("respondDeleteImsProfile", 31, 0)},
               exchange([](IModem& m) { m.deleteImsProfile(31); }, 1));
@@ -253,7 +210,7 @@ TEST_F(ClientRequestsTest, DeleteImsProfile_WhenModemHasNone_AnswersOkWithoutDel
             << log_.dump();
 }
 
-TEST_F(ClientRequestsTest, ForceAsdiv_WhenEveryServiceDown_StillReachesTheLibrary) {
+TEST_F(ProxyRequestTest, ForceAsdiv_WhenEveryServiceDown_StillReachesTheLibrary) {
     for (int32_t service : {1, 2, 3, 17, 36, 228}) {
         Control::setServiceAvailable(service, false);
     }
@@ -263,7 +220,7 @@ TEST_F(ClientRequestsTest, ForceAsdiv_WhenEveryServiceDown_StillReachesTheLibrar
     EXPECT_EQ(std::vector<std::string>{"modem_diag_pan_force_asdiv(6)"}, Control::callTexts());
 }
 
-TEST_F(ClientRequestsTest, Requests_WhenServiceReturns_AreServedAgain) {
+TEST_F(ProxyRequestTest, Requests_WhenServiceReturns_AreServedAgain) {
     Control::restartModem(std::chrono::milliseconds(20));
     daemon_.waitForIdle();
     EXPECT_EQ((std::vector<std::string>{response("respondSetVonrMode", 41, 0),

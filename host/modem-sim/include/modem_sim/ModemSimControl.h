@@ -6,10 +6,12 @@
 //
 // The simulated library implements <modem_api.h> like a modem, with threads and state of its own:
 //
-//  - Threads. An event thread delivers every event; a reply thread answers asynchronous calls.
-//    Neither ever runs on a caller's thread, and no library lock is held while a callback runs,
-//    so a callback may call back into the library (the daemon binds subscriptions from there).
-//    Both threads start with modem_api_init_pre().
+//  - Threads. An event thread delivers every event. Asynchronous calls are processed one at a
+//    time in due order, so the modem's state changes in the order of the requests, and answered
+//    alternately on two reply threads (by message id parity): replies of different requests may
+//    run concurrently and arrive out of order. No callback ever runs on a caller's thread, and no
+//    library lock is held while one runs, so a callback may call back into the library (the
+//    daemon binds subscriptions from there). The threads start with modem_api_init_pre().
 //  - Connections. modem_api_init_qmi_connection(id, 0) requests a service; it may be called
 //    before modem_api_init_pre(). A requested service that is available on the modem side is
 //    reported connected (event 0, data: the 4-byte id) once the library is started, the event
@@ -22,7 +24,10 @@
 //    modem's would; modem_diag_pan_force_asdiv needs no service.
 //  - State. What is set reads back: operating mode, NR network mode, VoNR mode, SAR state, ASDiv
 //    mode, the IMS profile table (deleting a profile that is not in it fails with
-//    MODEM_API_INVALID_ARGUMENT), the bound subscriptions.
+//    MODEM_API_INVALID_ARGUMENT), the bound subscriptions, and the vendor-specific (VS, 228)
+//    service's NV items, EFS files and directories, properties and switches (see State).
+//  - modem_subsystem_reboot() returns 0, then behaves like restartModem() with the reboot
+//    downtime: every service drops at once and comes back after it.
 //
 // Where <modem_api.h> leaves a choice, the simulated library makes this one:
 //  - The event callback and subscriptions may be set before modem_api_init_pre(). Repeating
@@ -36,7 +41,22 @@
 //  - modem_qdp_get_ims_profile writes the table's size to *count even when fewer entries fit.
 //    setImsProfiles() keeps at most 255 entries, what that byte can count.
 //  - An asynchronous reply passes the whole record, its size as len. If the service dropped
-//    while the request was pending, the reply says MODEM_API_SERVICE_NOT_READY.
+//    while the request was pending, the reply says MODEM_API_SERVICE_NOT_READY and the request
+//    changes nothing.
+//  - VS NV items and EFS files: a write stores 1 to 512 (NV) or 10240 (EFS) bytes, other lengths
+//    are MODEM_API_INVALID_ARGUMENT; an NV write stores index 0, so reading another index finds
+//    only what editState() planted. Reading or deleting what is not there, or deleting an EFS
+//    directory that is not there (1 and 2 exist at power-on), is MODEM_API_INVALID_ARGUMENT. A
+//    read whose buffer is too small is MODEM_API_NO_MEMORY: the buffer is left alone and *len
+//    says the length needed.
+//  - VS texts in fixed-size buffers (property keys: 52 bytes, MBN names: 64) are read up to the
+//    buffer's end and no further. One that is empty or fills its buffer without a terminator is
+//    MODEM_API_INVALID_ARGUMENT at the call, as is a property record with key_len outside 1..51
+//    or value_len over 511. The record stores key_len key bytes and value_len value bytes as
+//    given. Getting a missing property is answered with MODEM_API_INVALID_ARGUMENT; deleting one
+//    fails with it.
+//  - VS replies whose payload holds a text longer than the payload allows (only editState() can
+//    make one) cut it to fit: build texts to 536 bytes, property values to 539 and terminator.
 //  - A function's own latency adds to the one set for every function.
 //  - restartModem() while the modem is down restarts it again: it comes back when the last
 //    restart's downtime ends.
@@ -53,7 +73,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <modem_api.h>
@@ -66,6 +92,13 @@ struct Call {
     // The arguments in declaration order, ", "-separated, decimal; output pointers are left out,
     // a callback or user data is shown as "cb" or "null". e.g. "2, 0" for
     // modem_api_init_qmi_connection(2, 0); "1, 3" for deleting profile {technology 1, index 3}.
+    // A buffer the library reads is shown as its length; an in/out length as the value passed in;
+    // a key or name as its text between double quotes, unescaped, as far as its buffer allows; a
+    // property record as key, key_len, value, value_len; a null pointer as "null". e.g.
+    //   modem_read_nv_for_subid(0, 550, 0, buf, &len) with len 512   "0, 550, 0, 512"
+    //   modem_write_efs_for_subid(1, 7, data, 100)                    "1, 7, 100"
+    //   modem_api_get_modem_property("persist.x", &ud, cb)            "\"persist.x\", cb, cb"
+    //   modem_api_set_modem_property(&record, nullptr, cb)  "\"persist.x\", 9, \"on\", 2, null, cb"
     std::string args;
 
     /** "function(args)" */
@@ -83,6 +116,39 @@ struct State {
     int nasSubscription = -1;  // -1 until bound
     int wdsSubscription = -1;
     int vsSubscription = -1;
+
+    // The vendor-specific service. NV items by (subscription, id, index), EFS files by
+    // (subscription, id).
+    std::map<std::tuple<uint8_t, int32_t, uint8_t>, std::vector<uint8_t>> nvItems;
+    std::map<std::pair<uint8_t, int32_t>, std::vector<uint8_t>> efsFiles;
+    std::set<int32_t> efsDirs;
+    std::map<std::string, std::string> properties;
+    std::string buildTime;
+    std::string buildId;
+    int simlockFuseState = 0;
+    int qstMode = 0;
+    bool screenOn = true;
+    bool radioInfoReportEnabled = false;
+    bool ratMaskRemoved = false;
+    bool powerSaveSwitch = false;  // modem_api_{get,set}_power_save_mode
+    uint8_t powerSaveMode = 0;     // modem_api_set_power_save_status
+    std::string activeMbn;
+    int qcnRestores = 0;
+    int rrcAborts = 0;
+    int reboots = 0;
+};
+
+/**
+ * How an asynchronous reply reaches the daemon instead of as the modem made it: a misbehaving
+ * library, for tests of the daemon's checks. Unset fields keep the modem's own.
+ */
+struct ReplyTamper {
+    std::optional<uint32_t> result;  // the record's result word and the callback's argument
+    // The payload from offset 8, zero-padded or cut to MODEM_API_ASYNC_PAYLOAD_SIZE.
+    std::optional<std::vector<uint8_t>> payload;
+    // The length passed; beyond 548 bytes the record is extended with zero bytes.
+    std::optional<size_t> length;
+    bool nullRecord = false;  // a null record, with the length as above
 };
 
 class Control {
@@ -91,8 +157,10 @@ class Control {
 
     /**
      * Back to power-on: library not started, no event callback, no subscriptions, no services
-     * requested, every service available, connect delay 100 ms, default state (two IMS profiles),
-     * no faults, no latency, nothing recorded. Waits for the library's threads to stop first.
+     * requested, every service available, connect delay 100 ms, default state (two IMS profiles,
+     * EFS directories 1 and 2, a build time and id, nothing else of VS), reboot downtime 200 ms,
+     * no faults, no tampers, no latency, nothing recorded. Waits for the library's threads to
+     * stop first.
      */
     static void reset();
 
@@ -130,7 +198,23 @@ class Control {
     static void clearCalls();
 
     static State state();
+    /**
+     * Changes the modem's state in place (plants an NV item, a build id, ...). `edit` runs under
+     * the library's lock: it must not call into the library.
+     */
+    static void editState(const std::function<void(State&)>& edit);
     static void setImsProfiles(const std::vector<modem_qdp_profile_id>& profiles);
+
+    /**
+     * After `skip` accepted calls of the asynchronous `function` have been answered as the
+     * modem makes it, the next `count` replies are delivered with `tamper` applied. Which reply
+     * is tampered is decided as the call is accepted, in call order. The modem's state changes
+     * as for an untampered reply. A count of 0 or less cancels the plan.
+     */
+    static void tamperNextReplies(const std::string& function, int count, const ReplyTamper& tamper,
+                                  int skip = 0);
+    /** How long modem_subsystem_reboot() keeps every service down; 200 ms from power-on. */
+    static void setRebootDowntime(std::chrono::milliseconds downtime);
     /** Whether the service is currently reported connected. */
     static bool isConnected(int32_t serviceId);
 

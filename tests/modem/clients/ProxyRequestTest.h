@@ -1,0 +1,69 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// A whole daemon instance 0 and one binder client in a process of its own: requests go through
+// a real proxy, cross the main looper and the simulated modem library, and come back as
+// responses the client records. Ends by checking that nothing was answered twice or unasked
+// and that nothing is still queued to the client.
+
+#pragma once
+
+#include <android/binder_host.h>
+#include <gtest/gtest.h>
+#include <modem_sim/ModemSimControl.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "DaemonHarness.h"
+#include "LogCapture.h"
+#include "TestClient.h"
+
+namespace com::vyr::plim::test {
+
+/** What a client's response looks like in its record. */
+inline std::string response(const std::string& method, int serial, int error,
+                            const std::string& result = "") {
+    return "client: " + method + " type=0 serial=" + std::to_string(serial) +
+           " error=" + std::to_string(error) + (result.empty() ? "" : " result=" + result);
+}
+
+class ProxyRequestTest : public ::testing::Test {
+  protected:
+    using IModem = aidl::vendor::vyr::plim::modem::IModem;
+
+    void SetUp() override {
+        ASSERT_EQ(0, daemon_.makeResult()) << log_.dump();
+        client_.startThreads();
+        modem_ = client_.connect(0);
+        ASSERT_NE(nullptr, modem_) << "the daemon's service is not registered";
+        daemon_.waitForIdle();
+        modemsim::Control::clearCalls();
+    }
+
+    void TearDown() override {
+        daemon_.waitForIdle();
+        EXPECT_EQ(texts({}), texts(client_.takeCalls()))
+                << "responses that no request asked for (or a second answer to a serial)";
+        EXPECT_EQ(0u, ABinderHost_Process_getPendingWork(client_.process().get()))
+                << "responses still queued to the client";
+    }
+
+    /** Sends `requests` from the client's process; returns the `count` responses they bring. */
+    std::vector<std::string> exchange(const std::function<void(IModem&)>& requests, size_t count) {
+        client_.run([&] { requests(*modem_); });
+        EXPECT_TRUE(client_.waitForCalls(count)) << "a request was never answered";
+        daemon_.waitForIdle();
+        return texts(client_.takeCalls());
+    }
+
+    LogCapture log_;
+    DaemonHarness daemon_{0};
+    TestClient client_{"client"};
+    std::shared_ptr<IModem> modem_;
+};
+
+}  // namespace com::vyr::plim::test

@@ -1,0 +1,445 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// The vendor-specific requests end to end, from a client process through a real proxy: what
+// each one does to the modem and answers, the byte-string limits at their boundaries, and how
+// malformed or failing replies of the modem library are answered.
+
+#include <gtest/gtest.h>
+#include <modem_sim/ModemSimControl.h>
+
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <plim/Log.h>
+
+#include "ProxyRequestTest.h"
+
+namespace com::vyr::plim::modem {
+namespace {
+
+using aidl::vendor::vyr::plim::modem::IModem;
+using modemsim::Control;
+using modemsim::ReplyTamper;
+using modemsim::State;
+using test::describeResult;
+using test::ProxyRequestTest;
+using test::response;
+using Bytes = std::vector<uint8_t>;
+
+constexpr const char* TAG = "modem-qmi-vs";
+
+Bytes bytes(const std::string& text) {
+    return Bytes(text.begin(), text.end());
+}
+
+/** `size` bytes that differ from their neighbours and include 0x00 and 0xFF. */
+Bytes pattern(size_t size) {
+    Bytes data(size);
+    for (size_t i = 0; i < size; ++i) {
+        data[i] = static_cast<uint8_t>(i * 7 + 3);
+    }
+    return data;
+}
+
+/** A reply payload: a build text's length word, then `text`. */
+Bytes buildTextPayload(uint32_t length, const std::string& text) {
+    Bytes payload(sizeof(length) + text.size());
+    std::memcpy(payload.data(), &length, sizeof(length));
+    std::memcpy(payload.data() + sizeof(length), text.data(), text.size());
+    return payload;
+}
+
+class VsRequestsTest : public ProxyRequestTest {
+  protected:
+    /** Whether a line of the VS client contains `fragment`. */
+    bool vsLogged(const std::string& fragment) const {
+        for (const std::string& line : log_.texts(TAG)) {
+            if (line.find(fragment) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /** Sends one request and returns its one response. */
+    std::string ask(const std::function<void(IModem&)>& request) {
+        std::vector<std::string> responses = exchange(request, 1);
+        return responses.size() == 1 ? responses[0] : "not exactly one response";
+    }
+};
+
+// ---- Round trips --------------------------------------------------------------------------------
+
+struct Step {
+    std::function<void(IModem&)> request;
+    std::string response;
+};
+
+struct RoundTripRow {
+    const char* name;
+    std::function<void(State&)> plant;  // the modem's state before the steps
+    std::vector<Step> steps;            // each answered before the next is sent
+    std::function<bool(const State&)> modemHolds;
+};
+
+void PrintTo(const RoundTripRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class VsRoundTripTest : public VsRequestsTest,
+                        public ::testing::WithParamInterface<RoundTripRow> {};
+
+TEST_P(VsRoundTripTest, Requests_WhenServiceConnected_ReachTheModemAndAnswerOnce) {
+    const RoundTripRow& row = GetParam();
+    Control::editState(row.plant);
+    for (const Step& step : row.steps) {
+        EXPECT_EQ(step.response, ask(step.request)) << "wrong answer in row " << row.name;
+    }
+    EXPECT_TRUE(row.modemHolds(Control::state())) << "the modem does not hold what was set";
+}
+
+void nothing(State&) {}
+
+INSTANTIATE_TEST_SUITE_P(
+        Vs, VsRoundTripTest,
+        ::testing::Values(
+                RoundTripRow{
+                        "NvItem",
+                        nothing,
+                        {{[](IModem& m) {
+                              m.writeNv(1, 550, 1, 0, {0x00, 0x7F, 0xFF});
+                          },
+                          response("respondWriteNv", 1, 0)},
+                         {[](IModem& m) { m.readNv(2, 550, 1, 0); },
+                          response("respondReadNv", 2, 0, describeResult(Bytes{0x00, 0x7F, 0xFF}))},
+                         // Another subscription's item of the same id is another item.
+                         {[](IModem& m) { m.readNv(3, 550, 0, 0); },
+                          response("respondReadNv", 3, 1, describeResult(Bytes{}))}},
+                        [](const State& s) { return s.nvItems.size() == 1; }},
+                RoundTripRow{"NvItemOfWholeBuffer",
+                             nothing,
+                             {{[](IModem& m) { m.writeNv(4, 7, 0, 0, pattern(512)); },
+                               response("respondWriteNv", 4, 0)},
+                              {[](IModem& m) { m.readNv(5, 7, 0, 0); },
+                               response("respondReadNv", 5, 0, describeResult(pattern(512)))}},
+                             [](const State&) { return true; }},
+                RoundTripRow{"EfsFileOfWholeBuffer",
+                             nothing,
+                             {{[](IModem& m) { m.writeEfs(6, 40, 0, pattern(10240)); },
+                               response("respondWriteEfs", 6, 0)},
+                              {[](IModem& m) { m.readEfs(7, 40, 0); },
+                               response("respondReadEfs", 7, 0, describeResult(pattern(10240)))},
+                              {[](IModem& m) { m.deleteEfsFile(8, 40, 0); },
+                               response("respondDeleteEfsFile", 8, 0)},
+                              {[](IModem& m) { m.readEfs(9, 40, 0); },
+                               response("respondReadEfs", 9, 1, describeResult(Bytes{}))}},
+                             [](const State& s) { return s.efsFiles.empty(); }},
+                RoundTripRow{"EfsDir",
+                             [](State& s) { s.efsDirs = {12}; },
+                             {{[](IModem& m) { m.deleteEfsDir(10, 12); },
+                               response("respondDeleteEfsDir", 10, 0)},
+                              {[](IModem& m) { m.deleteEfsDir(11, 12); },
+                               response("respondDeleteEfsDir", 11, 1)}},
+                             [](const State& s) { return s.efsDirs.empty(); }},
+                RoundTripRow{
+                        "ModemProperty",
+                        nothing,
+                        {{[](IModem& m) {
+                              m.setModemProperty(12, bytes("persist.x"), bytes("on"));
+                          },
+                          response("respondSetModemProperty", 12, 0)},
+                         {[](IModem& m) { m.getModemProperty(13, bytes("persist.x")); },
+                          response("respondGetModemProperty", 13, 0, describeResult(bytes("on")))},
+                         {[](IModem& m) { m.deleteModemProperty(14, bytes("persist.x")); },
+                          response("respondDeleteModemProperty", 14, 0)},
+                         // The modem refuses a missing key as an invalid argument.
+                         {[](IModem& m) { m.getModemProperty(15, bytes("persist.x")); },
+                          response("respondGetModemProperty", 15, 3, describeResult(Bytes{}))}},
+                        [](const State& s) { return s.properties.empty(); }},
+                RoundTripRow{"BuildInfo",
+                             [](State& s) {
+                                 s.buildTime = "2026-11-20 08:00:00";
+                                 s.buildId = "PLIM.TEST-7";
+                             },
+                             {{[](IModem& m) { m.getBuildTime(16); },
+                               response("respondGetBuildTime", 16, 0,
+                                        describeResult(std::string("2026-11-20 08:00:00")))},
+                              {[](IModem& m) { m.getBuildId(17); },
+                               response("respondGetBuildId", 17, 0,
+                                        describeResult(std::string("PLIM.TEST-7")))}},
+                             [](const State&) { return true; }},
+                RoundTripRow{
+                        "PowerSave",
+                        nothing,
+                        {{[](IModem& m) { m.set5gPowerSaveSwitch(18, true); },
+                          response("respondSet5gPowerSaveSwitch", 18, 0)},
+                         {[](IModem& m) { m.get5gPowerSaveSwitch(19); },
+                          response("respondGet5gPowerSaveSwitch", 19, 0, describeResult(true))},
+                         {[](IModem& m) { m.set5gPowerSaveMode(20, static_cast<int8_t>(0xFE)); },
+                          response("respondSet5gPowerSaveMode", 20, 0)}},
+                        // The byte's bits reach the modem unchanged.
+                        [](const State& s) {
+                            return s.powerSaveSwitch && s.powerSaveMode == 0xFE;
+                        }},
+                RoundTripRow{"QstModeAndFuse",
+                             [](State& s) { s.simlockFuseState = 1; },
+                             {{[](IModem& m) { m.setQstMode(21, 3); },
+                               response("respondSetQstMode", 21, 0)},
+                              {[](IModem& m) { m.getQstMode(22); },
+                               response("respondGetQstMode", 22, 0, describeResult(3))},
+                              {[](IModem& m) { m.getSimlockFuseState(23); },
+                               response("respondGetSimlockFuseState", 23, 0, describeResult(1))}},
+                             [](const State& s) { return s.qstMode == 3; }},
+                RoundTripRow{"SwitchesAndActions",
+                             nothing,
+                             {{[](IModem& m) { m.informScreenState(24, false); },
+                               response("respondInformScreenState", 24, 0)},
+                              {[](IModem& m) { m.setRadioInfoReportSwitch(25, true); },
+                               response("respondSetRadioInfoReportSwitch", 25, 0)},
+                              {[](IModem& m) { m.removeRatMask(26); },
+                               response("respondRemoveRatMask", 26, 0)},
+                              {[](IModem& m) { m.abortRrcConnection(27); },
+                               response("respondAbortRrcConnection", 27, 0)},
+                              {[](IModem& m) { m.activateMbnByName(28, bytes("Commercial-A")); },
+                               response("respondActivateMbnByName", 28, 0)},
+                              {[](IModem& m) { m.restoreDiffQcn(29); },
+                               response("respondRestoreDiffQcn", 29, 0)}},
+                             [](const State& s) {
+                                 return !s.screenOn && s.radioInfoReportEnabled &&
+                                        s.ratMaskRemoved && s.rrcAborts == 1 &&
+                                        s.activeMbn == "Commercial-A" && s.qcnRestores == 1;
+                             }}),
+        [](const ::testing::TestParamInfo<RoundTripRow>& info) { return info.param.name; });
+
+TEST_F(VsRequestsTest, RebootModem_WhenServicesComeBack_RebindsAndServesAgain) {
+    Control::setRebootDowntime(std::chrono::milliseconds(20));
+    EXPECT_EQ(response("respondRebootModem", 31, 0), ask([](IModem& m) { m.rebootModem(31); }));
+    daemon_.waitForIdle();
+    for (const char* bind : {"modem_api_bind_nas_subscription", "modem_api_bind_vs_subscription",
+                             "modem_api_bind_wds_subscription"}) {
+        EXPECT_EQ(1u, Control::countCalls(bind)) << bind << " not called again after the reboot";
+    }
+    EXPECT_EQ(response("respondGetQstMode", 32, 0, describeResult(0)),
+              ask([](IModem& m) { m.getQstMode(32); }))
+            << "a request after the reboot was not served";
+}
+
+TEST_F(VsRequestsTest, WriteNv_WithIndex_ReachesTheLibraryWithoutIt) {
+    ask([](IModem& m) { m.writeNv(33, 550, 1, 9, {1, 2}); });
+    ask([](IModem& m) { m.deleteEfsDir(34, 1); });
+    const std::vector<modemsim::Call> calls = Control::calls();
+    ASSERT_EQ(2u, calls.size()) << "one library call per request expected";
+    EXPECT_EQ("1, 550, 2", calls[0].args) << "the NV write must pass sub id, NV id and length";
+    EXPECT_EQ("1", calls[1].args) << "the EFS directory delete must pass the EFS id alone";
+}
+
+// ---- Limits -------------------------------------------------------------------------------------
+
+struct LimitRow {
+    const char* name;
+    std::function<void(IModem&)> request;
+    std::string response;
+    std::string refusal;  // the info line logged, empty when the request is sent
+    const char* call;     // the library function the request reaches when sent
+};
+
+void PrintTo(const LimitRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class VsLimitTest : public VsRequestsTest, public ::testing::WithParamInterface<LimitRow> {};
+
+TEST_P(VsLimitTest, Request_AtLimit_IsRefusedOneBelowIsSent) {
+    const LimitRow& row = GetParam();
+    // Keys of 51 bytes exist, so that a sent request succeeds.
+    Control::editState([](State& s) { s.properties[std::string(51, 'k')] = "v"; });
+    EXPECT_EQ(row.response, ask(row.request));
+    if (row.refusal.empty()) {
+        EXPECT_EQ(1u, Control::countCalls(row.call)) << "the request did not reach the modem";
+        EXPECT_FALSE(vsLogged("exceed/reach"))
+                << "a request within its limit was logged as refused:\n"
+                << log_.dump();
+    } else {
+        EXPECT_EQ(0u, Control::countCalls(row.call)) << "a refused request reached the modem";
+        EXPECT_TRUE(log_.contains(Log::INFO, TAG, row.refusal)) << log_.dump();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Vs, VsLimitTest,
+        ::testing::Values(
+                LimitRow{"MbnName63", [](IModem& m) { m.activateMbnByName(41, Bytes(63, 'n')); },
+                         response("respondActivateMbnByName", 41, 0), "", "modem_api_active_mbn"},
+                LimitRow{"MbnName64", [](IModem& m) { m.activateMbnByName(42, Bytes(64, 'n')); },
+                         response("respondActivateMbnByName", 42, 3),
+                         "handleActivateMbnByNameMessage: exceed/reach max size, name size = 64, "
+                         "max size = 64",
+                         "modem_api_active_mbn"},
+                LimitRow{"GetKey51", [](IModem& m) { m.getModemProperty(43, Bytes(51, 'k')); },
+                         response("respondGetModemProperty", 43, 0, describeResult(bytes("v"))), "",
+                         "modem_api_get_modem_property"},
+                LimitRow{"GetKey52", [](IModem& m) { m.getModemProperty(44, Bytes(52, 'k')); },
+                         response("respondGetModemProperty", 44, 3, describeResult(Bytes{})),
+                         "handleGetModemPropertyMessage: exceed/reach max size, key size = 52, "
+                         "max size = 52",
+                         "modem_api_get_modem_property"},
+                LimitRow{"DeleteKey51",
+                         [](IModem& m) { m.deleteModemProperty(45, Bytes(51, 'k')); },
+                         response("respondDeleteModemProperty", 45, 0), "",
+                         "modem_api_delete_modem_property_sync"},
+                LimitRow{"DeleteKey52",
+                         [](IModem& m) { m.deleteModemProperty(46, Bytes(52, 'k')); },
+                         response("respondDeleteModemProperty", 46, 3),
+                         "handleDeleteModemPropertyMessage: exceed/reach max size, key size = 52, "
+                         "max size = 52",
+                         "modem_api_delete_modem_property_sync"},
+                LimitRow{"SetKey51",
+                         [](IModem& m) { m.setModemProperty(47, Bytes(51, 'k'), bytes("1")); },
+                         response("respondSetModemProperty", 47, 0), "",
+                         "modem_api_set_modem_property"},
+                LimitRow{"SetKey52",
+                         [](IModem& m) { m.setModemProperty(48, Bytes(52, 'k'), bytes("1")); },
+                         response("respondSetModemProperty", 48, 3),
+                         "handleSetModemPropertyMessage: exceed/reach max size, key size = 52, "
+                         "max = 52, val size = 1, max = 512",
+                         "modem_api_set_modem_property"},
+                LimitRow{"SetValue511",
+                         [](IModem& m) { m.setModemProperty(49, Bytes(10, 'k'), Bytes(511, 'v')); },
+                         response("respondSetModemProperty", 49, 0), "",
+                         "modem_api_set_modem_property"},
+                LimitRow{"SetValue512",
+                         [](IModem& m) { m.setModemProperty(50, Bytes(10, 'k'), Bytes(512, 'v')); },
+                         response("respondSetModemProperty", 50, 3),
+                         "handleSetModemPropertyMessage: exceed/reach max size, key size = 10, "
+                         "max = 52, val size = 512, max = 512",
+                         "modem_api_set_modem_property"},
+                // Not refused by size: the modem gets an all-zero key and judges it.
+                LimitRow{"GetEmptyKey", [](IModem& m) { m.getModemProperty(51, {}); },
+                         response("respondGetModemProperty", 51, 1, describeResult(Bytes{})), "",
+                         "modem_api_get_modem_property"}),
+        [](const ::testing::TestParamInfo<LimitRow>& info) { return info.param.name; });
+
+TEST_F(VsRequestsTest, DeleteModemProperty_WhenServiceDownAndKeyTooLong_AnswersNotConnected) {
+    Control::setServiceAvailable(MODEM_API_SERVICE_VS, false);
+    daemon_.waitForIdle();
+    EXPECT_EQ(response("respondDeleteModemProperty", 52, 4),
+              ask([](IModem& m) { m.deleteModemProperty(52, Bytes(52, 'k')); }))
+            << "the connection must be tested before the key's size";
+    EXPECT_EQ(response("respondGetQstMode", 53, 4, describeResult(-1)),
+              ask([](IModem& m) { m.getQstMode(53); }))
+            << "a QST read while the service is down answers 4 and -1";
+}
+
+// ---- Replies the library makes badly, and refused starts ----------------------------------------
+
+struct ReplyRow {
+    const char* name;
+    const char* function;  // the library function whose reply is tampered with
+    ReplyTamper tamper;
+    std::function<void(IModem&)> request;
+    std::string response;
+};
+
+void PrintTo(const ReplyRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class VsReplyTest : public VsRequestsTest, public ::testing::WithParamInterface<ReplyRow> {};
+
+TEST_P(VsReplyTest, Reply_WhenMalformedOrFailed_AnswersConvertedError) {
+    const ReplyRow& row = GetParam();
+    Control::editState([](State& s) { s.properties["k"] = "v"; });
+    Control::tamperNextReplies(row.function, 1, row.tamper);
+    EXPECT_EQ(row.response, ask(row.request));
+}
+
+ReplyTamper withLength(size_t length) {
+    ReplyTamper tamper;
+    tamper.length = length;
+    return tamper;
+}
+
+ReplyTamper withResult(uint32_t result) {
+    ReplyTamper tamper;
+    tamper.result = result;
+    return tamper;
+}
+
+ReplyTamper withPayload(Bytes payload) {
+    ReplyTamper tamper;
+    tamper.payload = std::move(payload);
+    return tamper;
+}
+
+ReplyTamper withNullRecord() {
+    ReplyTamper tamper;
+    tamper.nullRecord = true;
+    return tamper;
+}
+
+const std::string EMPTY_TEXT = describeResult(std::string());
+
+INSTANTIATE_TEST_SUITE_P(
+        Vs, VsReplyTest,
+        ::testing::Values(
+                ReplyRow{"Length547", "modem_get_build_time", withLength(547),
+                         [](IModem& m) { m.getBuildTime(61); },
+                         response("respondGetBuildTime", 61, 3, EMPTY_TEXT)},
+                ReplyRow{"Length549", "modem_get_build_time", withLength(549),
+                         [](IModem& m) { m.getBuildTime(62); },
+                         response("respondGetBuildTime", 62, 3, EMPTY_TEXT)},
+                ReplyRow{"NullRecord", "modem_api_get_modem_property", withNullRecord(),
+                         [](IModem& m) { m.getModemProperty(63, bytes("k")); },
+                         response("respondGetModemProperty", 63, 3, describeResult(Bytes{}))},
+                ReplyRow{"ServiceNotReady", "modem_api_remove_rat_mask", withResult(8),
+                         [](IModem& m) { m.removeRatMask(64); },
+                         response("respondRemoveRatMask", 64, 4)},
+                ReplyRow{"UnknownResult", "modem_abort_rrc_connection", withResult(11),
+                         [](IModem& m) { m.abortRrcConnection(65); },
+                         response("respondAbortRrcConnection", 65, 1)},
+                ReplyRow{"NegativeResult", "modem_api_set_power_save_status",
+                         withResult(static_cast<uint32_t>(-7)),
+                         [](IModem& m) { m.set5gPowerSaveMode(66, 1); },
+                         response("respondSet5gPowerSaveMode", 66, 1)},
+                ReplyRow{"BuildTime255", "modem_get_build_time",
+                         withPayload(buildTextPayload(255, std::string(255, 't'))),
+                         [](IModem& m) { m.getBuildTime(67); },
+                         response("respondGetBuildTime", 67, 0,
+                                  describeResult(std::string(255, 't')))},
+                ReplyRow{"BuildTime256", "modem_get_build_time",
+                         withPayload(buildTextPayload(256, std::string(256, 't'))),
+                         [](IModem& m) { m.getBuildTime(68); },
+                         response("respondGetBuildTime", 68, 3, EMPTY_TEXT)},
+                ReplyRow{
+                        "BuildIdWithZeroInside", "modem_get_build_id",
+                        withPayload(buildTextPayload(20, std::string("ABCDE\0GHIJKLMNOPQRST", 20))),
+                        [](IModem& m) { m.getBuildId(69); },
+                        response("respondGetBuildId", 69, 0, describeResult(std::string("ABCDE")))},
+                ReplyRow{"PropertyWithoutTerminator", "modem_api_get_modem_property",
+                         withPayload(Bytes(MODEM_API_ASYNC_PAYLOAD_SIZE, 'p')),
+                         [](IModem& m) { m.getModemProperty(70, bytes("k")); },
+                         response("respondGetModemProperty", 70, 0,
+                                  describeResult(Bytes(511, 'p')))},
+                ReplyRow{"PowerSaveByteTwo", "modem_api_get_power_save_mode", withPayload({2}),
+                         [](IModem& m) { m.get5gPowerSaveSwitch(71); },
+                         response("respondGet5gPowerSaveSwitch", 71, 0, describeResult(true))}),
+        [](const ::testing::TestParamInfo<ReplyRow>& info) { return info.param.name; });
+
+TEST_F(VsRequestsTest, AsyncRequest_WhenLibraryRefusesTheStart_AnswersFailedAtOnce) {
+    Control::failNextCalls("modem_api_active_mbn", 1, MODEM_API_BUSY);
+    EXPECT_EQ(response("respondActivateMbnByName", 72, 1),
+              ask([](IModem& m) { m.activateMbnByName(72, bytes("Commercial-A")); }));
+    EXPECT_TRUE(log_.contains(Log::ERROR, TAG,
+                              "handleActivateMbnByNameMessage: failed to send async request"))
+            << log_.dump();
+    EXPECT_FALSE(vsLogged("modemApiAsyncCallback"))
+            << "a refused request was answered a second time from a callback";
+}
+
+}  // namespace
+}  // namespace com::vyr::plim::modem
