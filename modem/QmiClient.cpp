@@ -116,38 +116,28 @@ void QmiClient::bindSubscription(modem_api_result_type (*bind)(int32_t instanceI
 
 int QmiClient::handleIntRead(const char* func, const std::shared_ptr<Message>& msg, IntRead read,
                              IntReadResponse respond, std::optional<int32_t> failureValue) const {
-    std::shared_ptr<SerialVoidParam> param = requestParam<SerialVoidParam>(service_.tag, func, msg);
-    if (!param) {
-        return INVALID_ARGUMENT;
-    }
     int value = 0;
-    Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, read(&value))
-                                     : INVALID_STATE;
-    if (err != OK && failureValue.has_value()) {
-        value = *failureValue;
-    }
-    return respond(param->serial, err, value);
+    return serveSync<SerialVoidParam>(
+            func, msg, SerialVoidParam::RTTI_TYPE,
+            [&](const SerialVoidParam&) { return read(&value); },
+            [&](const SerialVoidParam& p, Errno err) {
+                return respond(p.serial, err, err != OK && failureValue ? *failureValue : value);
+            });
 }
 
 int QmiClient::handleVoidCall(const char* func, const std::shared_ptr<Message>& msg, VoidCall call,
                               Response respond) const {
-    std::shared_ptr<SerialVoidParam> param = requestParam<SerialVoidParam>(service_.tag, func, msg);
-    if (!param) {
-        return INVALID_ARGUMENT;
-    }
-    Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, call()) : INVALID_STATE;
-    return respond(param->serial, err);
+    return serveSync<SerialVoidParam>(
+            func, msg, SerialVoidParam::RTTI_TYPE, [&](const SerialVoidParam&) { return call(); },
+            [&](const SerialVoidParam& p, Errno err) { return respond(p.serial, err); });
 }
 
 int QmiClient::handleIntWrite(const char* func, const std::shared_ptr<Message>& msg, IntWrite write,
                               Response respond) const {
-    std::shared_ptr<SerialIntParam> param = requestParam<SerialIntParam>(service_.tag, func, msg);
-    if (!param) {
-        return INVALID_ARGUMENT;
-    }
-    Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, write(param->value))
-                                     : INVALID_STATE;
-    return respond(param->serial, err);
+    return serveSync<SerialIntParam>(
+            func, msg, SerialIntParam::RTTI_TYPE,
+            [&](const SerialIntParam& p) { return write(p.value); },
+            [&](const SerialIntParam& p, Errno err) { return respond(p.serial, err); });
 }
 
 }  // namespace com::vyr::plim::modem

@@ -17,6 +17,8 @@
 #include <plim/Handler.h>
 #include <plim/Message.h>
 
+#include "RequestSteps.h"
+
 namespace com::vyr::plim::modem {
 
 /** What identifies a client's modem service: its QMI id, short name and the client's log tag. */
@@ -75,6 +77,23 @@ class QmiClient : public Handler {
      *  (requests still go out; their outcome is the library's). */
     void bindSubscription(modem_api_result_type (*bind)(int32_t instanceId),
                           int32_t instanceId) const;
+
+    /**
+     * A synchronous handler's frame: the parameter, a P tagged `type` (else INVALID_ARGUMENT,
+     * nothing answered), the connection, then `call(param)`, the library call whose result
+     * becomes OK or FAILED; `respond(param, outcome)` answers and its result is returned.
+     */
+    template <typename P, typename Call, typename Respond>
+    int serveSync(const char* func, const std::shared_ptr<Message>& msg, const std::string& type,
+                  Call call, Respond respond) const {
+        std::shared_ptr<P> param = requestParam<P>(service_.tag, func, msg, type);
+        if (!param) {
+            return INVALID_ARGUMENT;
+        }
+        const Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, call(*param))
+                                               : INVALID_STATE;
+        return respond(*param, err);
+    }
 
     using VoidCall = modem_api_result_type (*)();
     using IntRead = modem_api_result_type (*)(int* value);

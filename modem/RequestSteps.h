@@ -6,10 +6,15 @@
 
 #include <modem_api.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <plim/Errno.h>
 #include <plim/Handler.h>
@@ -66,6 +71,18 @@ std::shared_ptr<P> requestParam(const char* tag, const char* func,
         return nullptr;
     }
     return std::static_pointer_cast<P>(std::move(param));
+}
+
+/**
+ * `bytes` in a zeroed buffer of N for the library, which takes texts zero-terminated in
+ * fixed-size buffers: at most N - 1 bytes are copied, so the last is always a zero. Callers
+ * refuse longer texts before they get here.
+ */
+template <size_t N>
+std::array<char, N> zeroTerminated(const std::vector<uint8_t>& bytes) {
+    std::array<char, N> buf{};
+    std::copy_n(bytes.begin(), std::min(bytes.size(), N - 1), buf.begin());
+    return buf;
 }
 
 /**

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 #include <plim/Log.h>
 #include <plim/SerialBoolParam.h>
@@ -245,17 +244,6 @@ VsQmiClient::MessageHandler VsQmiClient::handlerOf(int msgId) {
 
 // ---- Synchronous handlers (main looper thread) --------------------------------------------------
 
-template <typename P, typename Call, typename Respond>
-int VsQmiClient::serveSync(const char* func, const std::shared_ptr<Message>& msg,
-                           const std::string& type, Call call, Respond respond) const {
-    std::shared_ptr<P> p = requestParam<P>(TAG, func, msg, type);
-    if (!p) {
-        return INVALID_ARGUMENT;
-    }
-    const Errno err = checkConnected(func) ? syncCallOutcome(TAG, func, call(*p)) : INVALID_STATE;
-    return respond(*p, err);
-}
-
 int VsQmiClient::handleReadNvMessage(const std::shared_ptr<Message>& msg) {
     std::vector<uint8_t> buf;
     size_t len = 0;
@@ -351,9 +339,9 @@ int VsQmiClient::handleDeleteModemPropertyMessage(const std::shared_ptr<Message>
     if (checkConnected(FUNC)) {
         err = checkKeySize(FUNC, p->value);
         if (err == OK) {
-            char key[PROPERTY_KEY_MAX] = {};
-            std::copy(p->value.begin(), p->value.end(), key);
-            err = syncCallOutcome(TAG, FUNC, modem_api_delete_modem_property_sync(key));
+            err = syncCallOutcome(TAG, FUNC,
+                                  modem_api_delete_modem_property_sync(
+                                          zeroTerminated<PROPERTY_KEY_MAX>(p->value).data()));
         }
     }
     return ModemResponse::respondDeleteModemProperty(p->serial, err);

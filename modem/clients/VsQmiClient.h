@@ -152,14 +152,6 @@ class VsQmiClient : public QmiClient {
     int handleAbortRrcConnectionMessage(const std::shared_ptr<Message>& msg);
 
     /**
-     * A synchronous handler's frame: the parameter (tag `type`), the connection, then `call`
-     * (the library call, whose result becomes OK or FAILED); `respond` answers the outcome.
-     */
-    template <typename P, typename Call, typename Respond>
-    int serveSync(const char* func, const std::shared_ptr<Message>& msg, const std::string& type,
-                  Call call, Respond respond) const;
-
-    /**
      * An asynchronous handler's frame: the parameter (tag `type`), the connection, then
      * `admit` (the request's own limits: OK or the error to answer), then `start` with a new
      * ModemAsyncCbData. Failures are answered with `respond` and the request's default result.

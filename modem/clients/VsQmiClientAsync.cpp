@@ -6,7 +6,6 @@
 // looper thread, and the library's reply, answered on the library thread that delivers it.
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <memory>
 
@@ -37,14 +36,6 @@ constexpr size_t TEXT_OFFSET = PAYLOAD_OFFSET + sizeof(uint32_t);
 template <typename P>
 Errno noLimit(const P&) {
     return OK;
-}
-
-/** `bytes` in a zeroed buffer of N, which the limits leave room in for a terminating zero. */
-template <size_t N>
-std::array<char, N> zeroTerminated(const std::vector<uint8_t>& bytes) {
-    std::array<char, N> buf{};
-    std::copy_n(bytes.begin(), std::min(bytes.size(), N - 1), buf.begin());
-    return buf;
 }
 
 const uint8_t* bytesOf(const void* data) {

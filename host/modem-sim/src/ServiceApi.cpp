@@ -10,29 +10,16 @@
 
 #include "ArgText.h"
 #include "Modem.h"
+#include "SettingCalls.h"
 
 using modemsim::argList;
 using modemsim::Device;
+using modemsim::getSetting;
 using modemsim::Modem;
+using modemsim::setSetting;
 using modemsim::State;
 
 namespace {
-
-modem_api_result_type getSetting(const char* function, int32_t service, int* out,
-                                 int State::*setting) {
-    return Modem::instance().call(function, "", service, out != nullptr, [=](Device& device) {
-        *out = device.settings.*setting;
-        return MODEM_API_SUCCESS;
-    });
-}
-
-modem_api_result_type setSetting(const char* function, int32_t service, int value,
-                                 int State::*setting) {
-    return Modem::instance().call(function, argList(value), service, true, [=](Device& device) {
-        device.settings.*setting = value;
-        return MODEM_API_SUCCESS;
-    });
-}
 
 bool sameProfile(const modem_qdp_profile_id& a, const modem_qdp_profile_id& b) {
     return a.technology == b.technology && a.index == b.index;

@@ -56,6 +56,17 @@ modem_api_result_type putText(const char* function, void* userData, modem_api_as
     });
 }
 
+// An asynchronous call that sets one setting and answers without payload.
+template <typename T>
+modem_api_result_type setSettingAsync(const char* function, T value, void* userData,
+                                      modem_api_async_cb cb, T State::*setting) {
+    return vsCallAsync(function, argList(value), true, userData, cb,
+                       [value, setting](Device& device, uint8_t*) {
+                           device.settings.*setting = value;
+                           return MODEM_API_SUCCESS;
+                       });
+}
+
 bool isValidRecord(const modem_api_property_record* record) {
     return record != nullptr && record->key_len > 0 && record->key_len <= kMaxPropertyKeyLength &&
            record->value_len <= kMaxPropertyValueLength;
@@ -84,11 +95,8 @@ modem_api_result_type modem_get_build_id(void* user_data, modem_api_async_cb cb)
 
 modem_api_result_type modem_api_set_radio_info_report_enabled(bool enabled, void* user_data,
                                                               modem_api_async_cb cb) {
-    return vsCallAsync("modem_api_set_radio_info_report_enabled", argList(enabled), true, user_data,
-                       cb, [enabled](Device& device, uint8_t*) {
-                           device.settings.radioInfoReportEnabled = enabled;
-                           return MODEM_API_SUCCESS;
-                       });
+    return setSettingAsync("modem_api_set_radio_info_report_enabled", enabled, user_data, cb,
+                           &State::radioInfoReportEnabled);
 }
 
 modem_api_result_type modem_api_active_mbn(const char* name, void* user_data,
@@ -153,20 +161,14 @@ modem_api_result_type modem_api_get_power_save_mode(void* user_data, modem_api_a
 
 modem_api_result_type modem_api_set_power_save_mode(bool on, void* user_data,
                                                     modem_api_async_cb cb) {
-    return vsCallAsync("modem_api_set_power_save_mode", argList(on), true, user_data, cb,
-                       [on](Device& device, uint8_t*) {
-                           device.settings.powerSaveSwitch = on;
-                           return MODEM_API_SUCCESS;
-                       });
+    return setSettingAsync("modem_api_set_power_save_mode", on, user_data, cb,
+                           &State::powerSaveSwitch);
 }
 
 modem_api_result_type modem_api_set_power_save_status(uint8_t mode, void* user_data,
                                                       modem_api_async_cb cb) {
-    return vsCallAsync("modem_api_set_power_save_status", argList(mode), true, user_data, cb,
-                       [mode](Device& device, uint8_t*) {
-                           device.settings.powerSaveMode = mode;
-                           return MODEM_API_SUCCESS;
-                       });
+    return setSettingAsync("modem_api_set_power_save_status", mode, user_data, cb,
+                           &State::powerSaveMode);
 }
 
 modem_api_result_type modem_abort_rrc_connection(void* user_data, modem_api_async_cb cb) {

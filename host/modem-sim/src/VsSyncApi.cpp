@@ -13,15 +13,19 @@
 #include "ArgText.h"
 #include "BoundedText.h"
 #include "Modem.h"
+#include "SettingCalls.h"
 
 using modemsim::argList;
 using modemsim::boundedText;
 using modemsim::bufferArg;
 using modemsim::countArg;
 using modemsim::Device;
+using modemsim::getSetting;
 using modemsim::isTerminatedText;
 using modemsim::Modem;
 using modemsim::quotedArg;
+using modemsim::setSetting;
+using modemsim::State;
 
 namespace {
 
@@ -34,9 +38,16 @@ bool isStorable(const uint8_t* data, size_t length, size_t maxLength) {
     return data != nullptr && length > 0 && length <= maxLength;
 }
 
-// *length: the buffer's size in, the stored length out. Too small a buffer is left untouched and
-// told the length needed, so the caller can retry.
-modem_api_result_type copyOut(const std::vector<uint8_t>& stored, uint8_t* buffer, size_t* length) {
+// The item or file under `key`, missing being an invalid argument. *length: the buffer's size in,
+// the stored length out. Too small a buffer is left untouched and told the length needed, so the
+// caller can retry.
+template <typename Store>
+modem_api_result_type copyOut(const Store& store, const typename Store::key_type& key,
+                              uint8_t* buffer, size_t* length) {
+    auto found = store.find(key);
+    if (found == store.end())
+        return MODEM_API_INVALID_ARGUMENT;
+    const std::vector<uint8_t>& stored = found->second;
     const size_t capacity = *length;
     *length = stored.size();
     if (stored.size() > capacity)
@@ -52,12 +63,8 @@ extern "C" {
 modem_api_result_type modem_read_nv_for_subid(uint8_t sub_id, int32_t nv_id, uint8_t index,
                                               uint8_t* buf, size_t* len) {
     return vsCall("modem_read_nv_for_subid", argList(sub_id, nv_id, index, countArg(len)),
-                  buf != nullptr && len != nullptr, [=](Device& device) -> modem_api_result_type {
-                      const auto& items = device.settings.nvItems;
-                      auto item = items.find({sub_id, nv_id, index});
-                      if (item == items.end())
-                          return MODEM_API_INVALID_ARGUMENT;
-                      return copyOut(item->second, buf, len);
+                  buf != nullptr && len != nullptr, [=](Device& device) {
+                      return copyOut(device.settings.nvItems, {sub_id, nv_id, index}, buf, len);
                   });
 }
 
@@ -74,12 +81,8 @@ modem_api_result_type modem_write_nv_for_subid(uint8_t sub_id, int32_t nv_id, co
 modem_api_result_type modem_read_efs_for_subid(uint8_t sub_id, int32_t efs_id, uint8_t* buf,
                                                size_t* len) {
     return vsCall("modem_read_efs_for_subid", argList(sub_id, efs_id, countArg(len)),
-                  buf != nullptr && len != nullptr, [=](Device& device) -> modem_api_result_type {
-                      const auto& files = device.settings.efsFiles;
-                      auto file = files.find({sub_id, efs_id});
-                      if (file == files.end())
-                          return MODEM_API_INVALID_ARGUMENT;
-                      return copyOut(file->second, buf, len);
+                  buf != nullptr && len != nullptr, [=](Device& device) {
+                      return copyOut(device.settings.efsFiles, {sub_id, efs_id}, buf, len);
                   });
 }
 
@@ -134,31 +137,21 @@ modem_api_result_type modem_api_delete_modem_property_sync(const char* key) {
 }
 
 modem_api_result_type modem_api_get_simlock_fuse_status(int* state) {
-    return vsCall("modem_api_get_simlock_fuse_status", "", state != nullptr, [=](Device& device) {
-        *state = device.settings.simlockFuseState;
-        return MODEM_API_SUCCESS;
-    });
+    return getSetting("modem_api_get_simlock_fuse_status", MODEM_API_SERVICE_VS, state,
+                      &State::simlockFuseState);
 }
 
 modem_api_result_type modem_get_qst_mode(int* mode) {
-    return vsCall("modem_get_qst_mode", "", mode != nullptr, [=](Device& device) {
-        *mode = device.settings.qstMode;
-        return MODEM_API_SUCCESS;
-    });
+    return getSetting("modem_get_qst_mode", MODEM_API_SERVICE_VS, mode, &State::qstMode);
 }
 
 modem_api_result_type modem_set_qst_mode(int mode) {
-    return vsCall("modem_set_qst_mode", argList(mode), true, [=](Device& device) {
-        device.settings.qstMode = mode;
-        return MODEM_API_SUCCESS;
-    });
+    return setSetting("modem_set_qst_mode", MODEM_API_SERVICE_VS, mode, &State::qstMode);
 }
 
 modem_api_result_type modem_notify_screen_state(bool screen_on) {
-    return vsCall("modem_notify_screen_state", argList(screen_on), true, [=](Device& device) {
-        device.settings.screenOn = screen_on;
-        return MODEM_API_SUCCESS;
-    });
+    return setSetting("modem_notify_screen_state", MODEM_API_SERVICE_VS, screen_on,
+                      &State::screenOn);
 }
 
 }  // extern "C"
