@@ -4,7 +4,7 @@
 
 // Renders a call's arguments as the call record shows them: decimal, ", "-separated, in
 // declaration order; callbacks and user data as "cb" or "null"; byte buffers passed in as their
-// length; texts in fixed-size buffers double-quoted as received.
+// length; texts in fixed-size buffers, or of a given length, double-quoted as received.
 
 #pragma once
 
@@ -36,6 +36,12 @@ std::string countArg(const Count* count) {
 /** A text in a buffer of `bufferSize` bytes, between double quotes, unescaped; or null. */
 inline std::string quotedArg(const char* text, size_t bufferSize) {
     return text != nullptr ? "\"" + boundedText(text, bufferSize) + "\"" : "null";
+}
+
+/** Exactly `length` bytes passed as a text, between double quotes, unescaped; or null. */
+inline std::string quotedBytesArg(const void* data, size_t length) {
+    return data != nullptr ? "\"" + std::string(static_cast<const char*>(data), length) + "\""
+                           : "null";
 }
 
 template <typename... Values>

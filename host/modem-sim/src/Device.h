@@ -19,12 +19,18 @@
 #include <modem_sim/ModemSimControl.h>
 
 #include "FaultPlan.h"
-#include "ReplyTamperPlan.h"
 #include "ServiceTable.h"
+#include "TamperPlan.h"
 
 namespace modemsim {
 
 struct Device {
+    /** An answer the modem made as an event, for the event callback. */
+    struct Answer {
+        modem_api_event_type event;
+        std::vector<uint8_t> data;
+    };
+
     bool started = false;
     modem_api_event_cb callback = nullptr;
     std::set<modem_api_event_type> subscribed;
@@ -41,6 +47,10 @@ struct Device {
     std::deque<Call> calls;
     FaultPlan faults;
     ReplyTamperPlan tampers;
+    EventTamperPlan eventTampers;
+    // Answers a call made, queued for the event thread before the modem's lock is released, so
+    // that they leave in the order of the calls.
+    std::vector<Answer> answers;
     uint32_t lastMessageId = 0;
 
     bool isSubscribed(modem_api_event_type event) const { return subscribed.count(event) != 0; }

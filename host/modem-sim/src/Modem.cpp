@@ -139,6 +139,12 @@ void Modem::settleLocked() {
     if (next && mDevice.started)
         scheduleCheckLocked(*next);
 
+    // The answers first: the calls that made them ran before the changes settled here.
+    for (Device::Answer& answer : mDevice.answers) {
+        if (mDevice.isSubscribed(answer.event))
+            postEventLocked(answer.event, std::move(answer.data), false);
+    }
+    mDevice.answers.clear();
     for (const ServiceTable::Transition& transition : mDevice.services.takeTransitions()) {
         const modem_api_event_type event = transition.connected
                                                    ? MODEM_API_EVENT_SERVICE_CONNECTED

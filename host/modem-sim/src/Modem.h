@@ -51,7 +51,7 @@ class Modem {
     /**
      * One synchronous call: recorded, then the planned latency and fault, then `argsValid`
      * (else MODEM_API_INVALID_ARGUMENT), then the service (else MODEM_API_SERVICE_NOT_READY),
-     * then `body`; connections are settled after it.
+     * then `body`; connections are settled and the answers it made queued after it.
      */
     modem_api_result_type call(const char* function, std::string args, int32_t service,
                                bool argsValid, const Body& body) HOST_EXCLUDES(mLock);
@@ -90,7 +90,8 @@ class Modem {
     Modem() = default;
 
     FaultPlan::Admission admit(const char* function, std::string args) HOST_EXCLUDES(mLock);
-    // Connects what is due, schedules the next check and queues the events of every change.
+    // Connects what is due, schedules the next check and queues the events of every change and
+    // the answers the device holds.
     void settleLocked() HOST_REQUIRES(mLock);
     void scheduleCheckLocked(Clock::time_point when) HOST_REQUIRES(mLock);
     void onScheduledCheck() HOST_EXCLUDES(mLock);

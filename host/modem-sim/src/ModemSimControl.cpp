@@ -94,6 +94,12 @@ void Control::tamperNextReplies(const std::string& function, int count, const Re
             [&](Device& device) { device.tampers.tamperNext(function, count, tamper, skip); });
 }
 
+void Control::tamperNextEvents(modem_api_event_type event, int count, const EventTamper& tamper,
+                               int skip) {
+    modem().change(
+            [&](Device& device) { device.eventTampers.tamperNext(event, count, tamper, skip); });
+}
+
 void Control::setRebootDowntime(std::chrono::milliseconds downtime) {
     modem().change([&](Device& device) { device.rebootDowntime = downtime; });
 }

@@ -25,7 +25,15 @@
 //  - State. What is set reads back: operating mode, NR network mode, VoNR mode, SAR state, ASDiv
 //    mode, the IMS profile table (deleting a profile that is not in it fails with
 //    MODEM_API_INVALID_ARGUMENT), the bound subscriptions, and the vendor-specific (VS, 228)
-//    service's NV items, EFS files and directories, properties and switches (see State).
+//    service's NV items, EFS files and directories, properties and switches (see State), and
+//    the configuration (PDC, 36) service's configurations.
+//  - PDC configurations. modem_pdc_load_configuration() takes a configuration in chunks sent in
+//    order, each announcing the total; when the bytes reach the total the configuration is
+//    stored under its id (replacing one of that id). One is selected, then activated, by
+//    configuration type; modem_pdc_delete_all_mbns() drops every configuration, load, selection
+//    and activation. The two PDC queries return 0 and are answered later by an event on the
+//    event thread (17 for the active configuration, 18 for one configuration's details), queued
+//    with the connection events as the call is made, so answers arrive in call order.
 //  - modem_subsystem_reboot() returns 0, then behaves like restartModem() with the reboot
 //    downtime: every service drops at once and comes back after it.
 //
@@ -57,6 +65,22 @@
 //    fails with it.
 //  - VS replies whose payload holds a text longer than the payload allows (only editState() can
 //    make one) cut it to fit: build texts to 536 bytes, property values to 539 and terminator.
+//  - PDC configuration ids are texts in buffers of 124 bytes, read like the VS texts: empty or
+//    unterminated is MODEM_API_INVALID_ARGUMENT at the call. So is a load chunk that is null or
+//    empty, a total of 0, or a chunk longer than its total. A chunk whose total differs from the
+//    load under way for its id, or that would take the bytes past the total, fails with
+//    MODEM_API_INVALID_ARGUMENT and abandons that load: the configuration is corrupt.
+//    Selecting an id that is not stored, activating a type with nothing selected and
+//    deactivating a type with nothing active fail with MODEM_API_INVALID_ARGUMENT.
+//  - PDC answers are well-formed records of their full size, token_valid 1 and the call's
+//    token. Event 17: result 0, info the active configuration's id of that type without
+//    terminator, info_len its length (0 when none is active). Event 18 for the id given as len
+//    bytes (null or empty is MODEM_API_INVALID_ARGUMENT at the call, with no event): result 0
+//    and info "size=<bytes>;state=<stored|selected|active>" (active for any type before selected
+//    for any type), or for an unknown id result MODEM_API_INVALID_ARGUMENT and info_len 0. An
+//    id planted longer than info (only editState() can make one) is cut to fit. A query refused
+//    at the call (a planned fault, arguments, service) is never answered; an answer whose event
+//    is not subscribed is dropped.
 //  - A function's own latency adds to the one set for every function.
 //  - restartModem() while the modem is down restarts it again: it comes back when the last
 //    restart's downtime ends.
@@ -105,6 +129,12 @@ struct Call {
     std::string text() const { return function + "(" + args + ")"; }
 };
 
+/** A configuration being loaded: the total its chunks announced and the bytes so far. */
+struct PdcLoad {
+    uint32_t total = 0;
+    std::vector<uint8_t> bytes;
+};
+
 /** The simulated modem's state, as a snapshot. */
 struct State {
     int operatingMode = 0;
@@ -136,6 +166,13 @@ struct State {
     int qcnRestores = 0;
     int rrcAborts = 0;
     int reboots = 0;
+
+    // The configuration (PDC) service: complete configurations by id, loads under way by id, and
+    // the selected and the active configuration by configuration type.
+    std::map<std::string, std::vector<uint8_t>> pdcConfigs;
+    std::map<std::string, PdcLoad> pdcLoads;
+    std::map<int, std::string> pdcSelected;
+    std::map<int, std::string> pdcActive;
 };
 
 /**
@@ -151,6 +188,18 @@ struct ReplyTamper {
     bool nullRecord = false;  // a null record, with the length as above
 };
 
+/**
+ * How a PDC answer (event 17 or 18) reaches the daemon instead of as the modem made it. Unset
+ * fields keep the modem's own.
+ */
+struct EventTamper {
+    std::optional<int32_t> result;
+    std::optional<uint8_t> tokenValid;
+    std::optional<uint32_t> token;
+    std::optional<uint32_t> infoLen;  // the count word, whatever the info area holds
+    std::optional<size_t> length;     // the length passed; beyond the record, zero bytes follow
+};
+
 class Control {
   public:
     Control() = delete;
@@ -158,9 +207,9 @@ class Control {
     /**
      * Back to power-on: library not started, no event callback, no subscriptions, no services
      * requested, every service available, connect delay 100 ms, default state (two IMS profiles,
-     * EFS directories 1 and 2, a build time and id, nothing else of VS), reboot downtime 200 ms,
-     * no faults, no tampers, no latency, nothing recorded. Waits for the library's threads to
-     * stop first.
+     * EFS directories 1 and 2, a build time and id, nothing else of VS, no PDC configurations),
+     * reboot downtime 200 ms, no faults, no tampers, no latency, nothing recorded. Waits for the
+     * library's threads to stop first.
      */
     static void reset();
 
@@ -213,6 +262,14 @@ class Control {
      */
     static void tamperNextReplies(const std::string& function, int count, const ReplyTamper& tamper,
                                   int skip = 0);
+    /**
+     * After `skip` answers of `event` (17 or 18) as the modem made them, the next `count` are
+     * delivered with `tamper` applied; decided in call order. An answer dropped for want of a
+     * subscription counts too; a refused call makes none. The state changes as untampered.
+     * count <= 0 cancels.
+     */
+    static void tamperNextEvents(modem_api_event_type event, int count, const EventTamper& tamper,
+                                 int skip = 0);
     /** How long modem_subsystem_reboot() keeps every service down; 200 ms from power-on. */
     static void setRebootDowntime(std::chrono::milliseconds downtime);
     /** Whether the service is currently reported connected. */
