@@ -14,6 +14,7 @@
 #include "ModemManager.h"
 #include "ModemResponse.h"
 #include "NasQmiClient.h"
+#include "PdcQmiClient.h"
 #include "SarQmiClient.h"
 #include "VsQmiClient.h"
 #include "WdsQmiClient.h"
@@ -39,13 +40,6 @@ void handOver(std::shared_ptr<Client> client, Request request, Answer answer) {
     if (err != OK) {
         answer(static_cast<Errno>(err));
     }
-}
-
-/** The configuration client is not built yet: its requests are answered as for a missing
- *  client. */
-template <typename Answer>
-void answerWithoutClient(Answer answer) {
-    answer(INVALID_STATE);
 }
 
 }  // namespace
@@ -225,7 +219,9 @@ ndk::ScopedAStatus ModemImpl::deleteImsProfile(int32_t serial) {
 
 ndk::ScopedAStatus ModemImpl::getActiveMbnInfo(int32_t serial, int32_t subId) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, subId = %d", __func__, serial, subId);
-    answerWithoutClient(
+    handOver(
+            ModemManager::pdcClient,
+            [&](PdcQmiClient& c) { return c.getActiveMbnInfo(serial, subId); },
             [&](Errno err) { ModemResponse::respondGetActiveMbnInfo(serial, err, {}); });
     return ndk::ScopedAStatus::ok();
 }
@@ -233,19 +229,26 @@ ndk::ScopedAStatus ModemImpl::getActiveMbnInfo(int32_t serial, int32_t subId) {
 ndk::ScopedAStatus ModemImpl::getMetaMbnInfo(int32_t serial, const std::vector<uint8_t>& target) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, target size = %zu", __func__, serial,
                          target.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondGetMetaMbnInfo(serial, err, {}); });
+    handOver(
+            ModemManager::pdcClient,
+            [&](PdcQmiClient& c) { return c.getMetaMbnInfo(serial, target); },
+            [&](Errno err) { ModemResponse::respondGetMetaMbnInfo(serial, err, {}); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::getMbnList(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondGetMbnList(serial, err, {}); });
+    handOver(
+            ModemManager::pdcClient, [&](PdcQmiClient& c) { return c.getMbnList(serial); },
+            [&](Errno err) { ModemResponse::respondGetMbnList(serial, err, {}); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::deleteAllMbns(int32_t serial) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d", __func__, serial);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondDeleteAllMbns(serial, err); });
+    handOver(
+            ModemManager::pdcClient, [&](PdcQmiClient& c) { return c.deleteAllMbns(serial); },
+            [&](Errno err) { ModemResponse::respondDeleteAllMbns(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
@@ -253,26 +256,36 @@ ndk::ScopedAStatus ModemImpl::selectMbn(int32_t serial, int32_t subId,
                                         const std::vector<uint8_t>& target) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, subId = %d, target size = %zu", __func__,
                          serial, subId, target.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondSelectMbn(serial, err); });
+    handOver(
+            ModemManager::pdcClient,
+            [&](PdcQmiClient& c) { return c.selectMbn(serial, subId, target); },
+            [&](Errno err) { ModemResponse::respondSelectMbn(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::loadMbn(int32_t serial, const std::vector<uint8_t>& target) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, target size = %zu", __func__, serial,
                          target.size());
-    answerWithoutClient([&](Errno err) { ModemResponse::respondLoadMbn(serial, err); });
+    handOver(
+            ModemManager::pdcClient, [&](PdcQmiClient& c) { return c.loadMbn(serial, target); },
+            [&](Errno err) { ModemResponse::respondLoadMbn(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::activateMbn(int32_t serial, int32_t subId) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, subId = %d", __func__, serial, subId);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondActivateMbn(serial, err); });
+    handOver(
+            ModemManager::pdcClient, [&](PdcQmiClient& c) { return c.activateMbn(serial, subId); },
+            [&](Errno err) { ModemResponse::respondActivateMbn(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 
 ndk::ScopedAStatus ModemImpl::deactivateMbn(int32_t serial, int32_t subId) {
     Log::printAndroidLog(Log::INFO, TAG, "%s: serial = %d, subId = %d", __func__, serial, subId);
-    answerWithoutClient([&](Errno err) { ModemResponse::respondDeactivateMbn(serial, err); });
+    handOver(
+            ModemManager::pdcClient,
+            [&](PdcQmiClient& c) { return c.deactivateMbn(serial, subId); },
+            [&](Errno err) { ModemResponse::respondDeactivateMbn(serial, err); });
     return ndk::ScopedAStatus::ok();
 }
 

@@ -13,6 +13,7 @@
 #include "DiagClient.h"
 #include "DmsQmiClient.h"
 #include "NasQmiClient.h"
+#include "PdcQmiClient.h"
 #include "SarQmiClient.h"
 #include "VsQmiClient.h"
 #include "WdsQmiClient.h"
@@ -86,7 +87,9 @@ int ModemManager::initOnce(int instanceId) {
             return NO_MEMORY;
         }
         err = makeQmiClient(dmsClient, "failed to alloc DMS qmi client");
-        // The configuration client joins here, between DMS and SAR, once it exists.
+        if (err == OK) {
+            err = makeQmiClient(pdcClient, "failed to alloc PDC qmi client");
+        }
         if (err == OK) {
             err = makeQmiClient(sarClient, "failed to alloc SAR qmi client");
         }
@@ -123,22 +126,33 @@ void ModemManager::modemApiEventCallback(modem_api_event_type event, void* data,
         case MODEM_API_EVENT_PDC_ACTIVE_CONFIG_INFO:
             Log::printAndroidLog(Log::INFO, TAG, "%s: received async response for %s", EVENT_FUNC,
                                  "get_active_mbn_info");
-            break;
+            if (std::shared_ptr<PdcQmiClient> pdc = pdcForAnswer(); pdc) {
+                pdc->processGetActiveMbnInfoAsyncResponse(data, len);
+            }
+            return;
         case MODEM_API_EVENT_PDC_CONFIG_INFO:
             Log::printAndroidLog(Log::INFO, TAG, "%s: received async response for %s", EVENT_FUNC,
                                  "get_meta_mbn_info");
-            break;
+            if (std::shared_ptr<PdcQmiClient> pdc = pdcForAnswer(); pdc) {
+                pdc->processGetMetaMbnInfoAsyncResponse(data, len);
+            }
+            return;
         default:
             Log::printAndroidLog(Log::ERROR, TAG, "%s: unsupported modem api event = %d",
                                  EVENT_FUNC, event);
             return;
     }
-    // The configuration client, which processes these answers, is not built yet.
-    if (!pdcClient) {
+}
+
+std::shared_ptr<PdcQmiClient> ModemManager::pdcForAnswer() {
+    // A copy, so that the client lives through the call.
+    std::shared_ptr<PdcQmiClient> pdc = pdcClient;
+    if (!pdc) {
         Log::printAndroidLog(Log::ERROR, TAG,
                              "%s: can't process such async response for null PDC qmi client",
                              EVENT_FUNC);
     }
+    return pdc;
 }
 
 void ModemManager::onServiceEvent(bool connected, const void* data, size_t len) {
@@ -170,12 +184,14 @@ std::shared_ptr<QmiClient> ModemManager::clientOf(int32_t serviceId) {
             return dmsClient;
         case MODEM_API_SERVICE_NAS:
             return nasClient;
+        case MODEM_API_SERVICE_PDC:
+            return pdcClient;
         case MODEM_API_SERVICE_SAR:
             return sarClient;
         case MODEM_API_SERVICE_VS:
             return vsClient;
     }
-    // PDC has no client yet; the diag client has no QMI service.
+    // The diag client has no QMI service.
     return nullptr;
 }
 

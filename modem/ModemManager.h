@@ -58,6 +58,8 @@ class ModemManager {
     static int initOnce(int instanceId);
     static void onServiceEvent(bool connected, const void* data, size_t len);
     static std::shared_ptr<QmiClient> clientOf(int32_t serviceId);
+    /** The PDC client for one of its answers, or empty (logged) where there is none. */
+    static std::shared_ptr<PdcQmiClient> pdcForAnswer();
 };
 
 }  // namespace com::vyr::plim::modem

@@ -79,20 +79,30 @@ class QmiClient : public Handler {
                           int32_t instanceId) const;
 
     /**
-     * A synchronous handler's frame: the parameter, a P tagged `type` (else INVALID_ARGUMENT,
-     * nothing answered), the connection, then `call(param)`, the library call whose result
-     * becomes OK or FAILED; `respond(param, outcome)` answers and its result is returned.
+     * A handler's frame: the parameter, a P tagged `type` (else INVALID_ARGUMENT, nothing
+     * answered), the connection (else INVALID_STATE), then `work(param)`, which returns the
+     * outcome; `respond(param, outcome)` answers and its result is returned.
      */
-    template <typename P, typename Call, typename Respond>
-    int serveSync(const char* func, const std::shared_ptr<Message>& msg, const std::string& type,
-                  Call call, Respond respond) const {
+    template <typename P, typename Work, typename Respond>
+    int serveConnected(const char* func, const std::shared_ptr<Message>& msg,
+                       const std::string& type, Work work, Respond respond) const {
         std::shared_ptr<P> param = requestParam<P>(service_.tag, func, msg, type);
         if (!param) {
             return INVALID_ARGUMENT;
         }
-        const Errno err = checkConnected(func) ? syncCallOutcome(service_.tag, func, call(*param))
-                                               : INVALID_STATE;
+        const Errno err = checkConnected(func) ? work(*param) : INVALID_STATE;
         return respond(*param, err);
+    }
+
+    /** serveConnected() whose work is `call(param)`, one library call: its result becomes OK or
+     *  FAILED. */
+    template <typename P, typename Call, typename Respond>
+    int serveSync(const char* func, const std::shared_ptr<Message>& msg, const std::string& type,
+                  Call call, Respond respond) const {
+        return serveConnected<P>(
+                func, msg, type,
+                [&](const P& param) { return syncCallOutcome(service_.tag, func, call(param)); },
+                respond);
     }
 
     using VoidCall = modem_api_result_type (*)();

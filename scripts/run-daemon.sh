@@ -8,5 +8,8 @@ instance="${1:-0}"
 scripts/install-deps.sh
 cmake -S . -B build/gcc -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo > /dev/null
 ninja -C build/gcc plim-modem
+# The host daemon's MBN tree: a fresh sample in place of the device's fixed root.
+export PLIM_MBN_ROOT="$(scripts/make-mbn-tree.sh "${PWD}/build/gcc/mbn-sample/generic")"
+echo "MBN tree: ${PLIM_MBN_ROOT}"
 echo "starting plim-modem -i ${instance} (Ctrl-C stops it)"
 exec build/gcc/service/plim-modem -i "${instance}"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test: source checks, then the whole suite with GCC, then again with
 # clang under AddressSanitizer + UndefinedBehaviorSanitizer, then the concurrency tests under
-# ThreadSanitizer. Any failure or sanitizer report fails the run.
+# ThreadSanitizer, then a short run of every fuzzer. Any failure or sanitizer report fails the run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,4 +32,5 @@ run_suite asan "" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ \
     -DPLIM_SANITIZE=address,undefined -DPLIM_BUILD_BENCH=OFF
 run_suite tsan concurrency -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ \
     -DPLIM_SANITIZE=thread -DPLIM_BUILD_BENCH=OFF
+scripts/run-fuzzers.sh 20
 echo "== all suites passed"

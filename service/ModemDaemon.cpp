@@ -11,7 +11,9 @@
 #include <plim/Looper.h>
 
 #include "ComponentFactory.h"
+#include "MainThreadStack.h"
 #include "ModemOptions.h"
+#include "PdcQmiClient.h"
 #include "ThreadName.h"
 
 namespace com::vyr::plim::modem {
@@ -34,6 +36,13 @@ int runModemDaemon(int argc, char** argv) {
     }
     Log::setPrefix("[" + std::to_string(*instanceId) + "] ");
     Log::printAndroidLog(Log::INFO, TAG, "plim-modem main entry");
+
+    // The handlers run on this thread; loading an MBN file keeps a large buffer on its stack.
+    err = ensureMainThreadStack(PdcQmiClient::HANDLER_STACK_NEED);
+    if (err != 0) {
+        Log::printAndroidLog(Log::ERROR, TAG, "failed to make room on the main thread's stack");
+        return EXIT_STATUS;
+    }
 
     // Before the components: each client is a Handler and attaches to this thread's looper.
     err = Looper::prepareThreadLocalLooper();

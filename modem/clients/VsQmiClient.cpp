@@ -331,20 +331,19 @@ int VsQmiClient::handleRebootModemMessage(const std::shared_ptr<Message>& msg) {
 // down.
 int VsQmiClient::handleDeleteModemPropertyMessage(const std::shared_ptr<Message>& msg) {
     static constexpr const char* FUNC = "handleDeleteModemPropertyMessage";
-    std::shared_ptr<SerialByteArrayParam> p = requestParam<SerialByteArrayParam>(TAG, FUNC, msg);
-    if (!p) {
-        return INVALID_ARGUMENT;
-    }
-    Errno err = INVALID_STATE;
-    if (checkConnected(FUNC)) {
-        err = checkKeySize(FUNC, p->value);
-        if (err == OK) {
-            err = syncCallOutcome(TAG, FUNC,
-                                  modem_api_delete_modem_property_sync(
-                                          zeroTerminated<PROPERTY_KEY_MAX>(p->value).data()));
-        }
-    }
-    return ModemResponse::respondDeleteModemProperty(p->serial, err);
+    return serveConnected<SerialByteArrayParam>(
+            FUNC, msg, SerialByteArrayParam::RTTI_TYPE,
+            [](const SerialByteArrayParam& p) {
+                const Errno err = checkKeySize(FUNC, p.value);
+                if (err != OK) {
+                    return err;
+                }
+                const auto key = zeroTerminated<PROPERTY_KEY_MAX>(p.value);
+                return syncCallOutcome(TAG, FUNC, modem_api_delete_modem_property_sync(key.data()));
+            },
+            [](const SerialByteArrayParam& p, Errno err) {
+                return ModemResponse::respondDeleteModemProperty(p.serial, err);
+            });
 }
 
 int VsQmiClient::handleGetSimlockFuseStateMessage(const std::shared_ptr<Message>& msg) {

@@ -38,13 +38,21 @@ using test::LoopThread;
 
 constexpr const char* TAG = "modem-manager";
 
-/** Which client pointers are set, as "diag dms nas sar vs wds" with "-" for an empty one. */
+/** Which client pointers are set, as "diag dms nas pdc sar vs wds" with "-" for an empty one. */
 std::string madeClients() {
-    return std::string(ModemManager::diagClient ? "diag" : "-") + " " +
-           (ModemManager::dmsClient ? "dms" : "-") + " " + (ModemManager::nasClient ? "nas" : "-") +
-           " " + (ModemManager::sarClient ? "sar" : "-") + " " +
-           (ModemManager::vsClient ? "vs" : "-") + " " + (ModemManager::wdsClient ? "wds" : "-") +
-           (ModemManager::pdcClient ? " pdc!" : "");
+    const std::vector<std::pair<bool, const char*>> clients{
+            {ModemManager::diagClient != nullptr, "diag"},
+            {ModemManager::dmsClient != nullptr, "dms"},
+            {ModemManager::nasClient != nullptr, "nas"},
+            {ModemManager::pdcClient != nullptr, "pdc"},
+            {ModemManager::sarClient != nullptr, "sar"},
+            {ModemManager::vsClient != nullptr, "vs"},
+            {ModemManager::wdsClient != nullptr, "wds"}};
+    std::string made;
+    for (const auto& [set, name] : clients) {
+        made += std::string(made.empty() ? "" : " ") + (set ? name : "-");
+    }
+    return made;
 }
 
 class ModemManagerTest : public ::testing::Test {
@@ -127,11 +135,12 @@ INSTANTIATE_TEST_SUITE_P(
                 InstanceRow{
                         "Instance0",
                         0,
-                        "diag dms nas sar vs wds",
+                        "diag dms nas pdc sar vs wds",
                         {"modem_api_init_qmi_connection(3, 0)",
                          "modem_api_init_qmi_connection(228, 0)",
                          "modem_api_init_qmi_connection(1, 0)",
                          "modem_api_init_qmi_connection(2, 0)",
+                         "modem_api_init_qmi_connection(36, 0)",
                          "modem_api_init_qmi_connection(17, 0)", "modem_api_init_pre()",
                          "modem_api_set_event_callback(cb)", "modem_api_subscribe_event(0)",
                          "modem_api_subscribe_event(1)", "modem_api_subscribe_event(17)",
@@ -141,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
                 InstanceRow{
                         "Instance1",
                         1,
-                        "- - nas - vs wds",
+                        "- - nas - - vs wds",
                         {"modem_api_init_qmi_connection(3, 0)",
                          "modem_api_init_qmi_connection(228, 0)",
                          "modem_api_init_qmi_connection(1, 0)", "modem_api_init_pre()",
@@ -184,8 +193,11 @@ TEST_P(ModemManagerSetupFailureTest, Init_WhenClientSetupFails_StopsBeforeTheLib
 
 INSTANTIATE_TEST_SUITE_P(
         Clients, ModemManagerSetupFailureTest,
-        ::testing::Values(SetupFailureRow{"Nas", 0, "- - nas - - -", "modem-qmi-nas", "NAS"},
-                          SetupFailureRow{"Vs", 1, "- - nas - vs -", "modem-qmi-vs", "VS"}),
+        ::testing::Values(SetupFailureRow{"Nas", 0, "- - nas - - - -", "modem-qmi-nas", "NAS"},
+                          SetupFailureRow{"Vs", 1, "- - nas - - vs -", "modem-qmi-vs", "VS"},
+                          // Instance 0's own clients come after the shared ones, DMS before PDC.
+                          SetupFailureRow{"Pdc", 4, "diag dms nas pdc - vs wds", "modem-qmi-pdc",
+                                          "PDC"}),
         [](const ::testing::TestParamInfo<SetupFailureRow>& info) { return info.param.name; });
 
 TEST_F(ModemManagerTest, Init_WhenCalledAgain_ReturnsInvalidStateAndMakesNothing) {
@@ -193,7 +205,7 @@ TEST_F(ModemManagerTest, Init_WhenCalledAgain_ReturnsInvalidStateAndMakesNothing
     Control::clearCalls();
 
     EXPECT_EQ(INVALID_STATE, init(0)) << "a second init must be refused";
-    EXPECT_EQ("- - nas - vs wds", madeClients()) << "the second init changed the clients";
+    EXPECT_EQ("- - nas - - vs wds", madeClients()) << "the second init changed the clients";
     EXPECT_TRUE(Control::callTexts().empty()) << "the second init called the library";
 }
 

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -58,6 +59,20 @@ class ProxyRequestTest : public ::testing::Test {
         EXPECT_TRUE(client_.waitForCalls(count)) << "a request was never answered";
         daemon_.waitForIdle();
         return texts(client_.takeCalls());
+    }
+
+    /** Sends one request and returns its one response. */
+    std::string ask(const std::function<void(IModem&)>& request) {
+        std::vector<std::string> responses = exchange(request, 1);
+        return responses.size() == 1 ? responses[0] : "not exactly one response";
+    }
+
+    /** Whether a line logged under `tag` contains `fragment`. */
+    bool logged(const char* tag, const std::string& fragment) const {
+        const std::vector<std::string> lines = log_.texts(tag);
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.find(fragment) != std::string::npos;
+        });
     }
 
     LogCapture log_;

@@ -54,24 +54,7 @@ Bytes buildTextPayload(uint32_t length, const std::string& text) {
     return payload;
 }
 
-class VsRequestsTest : public ProxyRequestTest {
-  protected:
-    /** Whether a line of the VS client contains `fragment`. */
-    bool vsLogged(const std::string& fragment) const {
-        for (const std::string& line : log_.texts(TAG)) {
-            if (line.find(fragment) != std::string::npos) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    /** Sends one request and returns its one response. */
-    std::string ask(const std::function<void(IModem&)>& request) {
-        std::vector<std::string> responses = exchange(request, 1);
-        return responses.size() == 1 ? responses[0] : "not exactly one response";
-    }
-};
+using VsRequestsTest = ProxyRequestTest;
 
 // ---- Round trips --------------------------------------------------------------------------------
 
@@ -261,7 +244,7 @@ TEST_P(VsLimitTest, Request_AtLimit_IsRefusedOneBelowIsSent) {
     EXPECT_EQ(row.response, ask(row.request));
     if (row.refusal.empty()) {
         EXPECT_EQ(1u, Control::countCalls(row.call)) << "the request did not reach the modem";
-        EXPECT_FALSE(vsLogged("exceed/reach"))
+        EXPECT_FALSE(logged(TAG, "exceed/reach"))
                 << "a request within its limit was logged as refused:\n"
                 << log_.dump();
     } else {
@@ -437,7 +420,7 @@ TEST_F(VsRequestsTest, AsyncRequest_WhenLibraryRefusesTheStart_AnswersFailedAtOn
     EXPECT_TRUE(log_.contains(Log::ERROR, TAG,
                               "handleActivateMbnByNameMessage: failed to send async request"))
             << log_.dump();
-    EXPECT_FALSE(vsLogged("modemApiAsyncCallback"))
+    EXPECT_FALSE(logged(TAG, "modemApiAsyncCallback"))
             << "a refused request was answered a second time from a callback";
 }
 

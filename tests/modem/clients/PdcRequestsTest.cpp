@@ -1,0 +1,535 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// The configuration requests end to end, from a client process through a real proxy, over MBN
+// trees that the tests make on disk: the walk that lists them, chunked loads and their limits,
+// selection and activation, and the two answers that come back as modem events, malformed ones
+// included.
+
+#include <dirent.h>
+#include <sys/fsuid.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <modem_sim/ModemSimControl.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <plim/Log.h>
+
+#include "PdcQmiClient.h"
+#include "ProxyRequestTest.h"
+
+namespace com::vyr::plim::modem {
+namespace {
+
+namespace fs = std::filesystem;
+using aidl::vendor::vyr::plim::modem::IModem;
+using modemsim::Control;
+using modemsim::EventTamper;
+using test::describeResult;
+using test::ProxyRequestTest;
+using test::response;
+using Bytes = std::vector<uint8_t>;
+
+constexpr const char* TAG = "modem-qmi-pdc";
+constexpr int CONFIG_TYPE = 1;
+
+Bytes bytes(const std::string& text) {
+    return Bytes(text.begin(), text.end());
+}
+
+// Static storage without a destructor: the exit handler that removes it runs after the static
+// strings are gone.
+char gMbnDir[] = "/tmp/plim-mbn-XXXXXX";
+
+/**
+ * This process's MBN root, given to the daemon before anything makes its configuration client
+ * (which reads the root once); removed at exit.
+ */
+const std::string& mbnRoot() {
+    static const std::string root = [] {
+        if (mkdtemp(gMbnDir) == nullptr || chmod(gMbnDir, 0755) != 0) {
+            std::abort();
+        }
+        std::atexit([] {
+            std::error_code ignored;
+            fs::remove_all(gMbnDir, ignored);
+        });
+        const std::string generic = std::string(gMbnDir) + "/generic";
+        setenv("PLIM_MBN_ROOT", generic.c_str(), 1);
+        return generic;
+    }();
+    return root;
+}
+[[maybe_unused]] const bool kRootSet = !mbnRoot().empty();
+
+/** `size` bytes that differ from their neighbours. */
+Bytes pattern(size_t size) {
+    Bytes data(size);
+    for (size_t i = 0; i < size; ++i) {
+        data[i] = static_cast<uint8_t>(i * 13 + 5);
+    }
+    return data;
+}
+
+/** Writes `data` to root/relative (making its directories); returns the file's path. */
+std::string makeFile(const std::string& relative, const Bytes& data = pattern(10)) {
+    const fs::path path = fs::path(mbnRoot()) / relative;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(data.data()), static_cast<long>(data.size()));
+    return path.string();
+}
+
+size_t openDescriptors() {
+    size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        ++count;
+    }
+    return count;
+}
+
+std::string configIdOf(const std::string& path) {
+    return "MbnApp_" + path;
+}
+
+class PdcRequestsTest : public ProxyRequestTest {
+  protected:
+    void SetUp() override {
+        fs::remove_all(mbnRoot());
+        fs::create_directories(mbnRoot());
+        ProxyRequestTest::SetUp();
+    }
+
+    void TearDown() override {
+        runOnDaemonMain([] { setfsuid(0); });
+        ProxyRequestTest::TearDown();
+    }
+
+    /** Sends one request that must stay unanswered. */
+    void askUnanswered(const std::function<void(IModem&)>& request) {
+        client_.run([&] { request(*modem_); });
+        daemon_.waitForIdle();
+        EXPECT_TRUE(client_.takeCalls().empty()) << "a dropped answer was answered";
+    }
+
+    /** The arguments of the load calls made so far. */
+    static std::vector<std::string> loadCalls() {
+        std::vector<std::string> calls;
+        for (const modemsim::Call& call : Control::calls()) {
+            if (call.function == "modem_pdc_load_configuration") {
+                calls.push_back(call.args);
+            }
+        }
+        return calls;
+    }
+
+    void runOnDaemonMain(std::function<void()> task) {
+        std::promise<void> done;
+        daemon_.mainThread().post([&] {
+            task();
+            done.set_value();
+        });
+        done.get_future().wait();
+    }
+};
+
+// ---- The whole life of one configuration --------------------------------------------------------
+
+TEST_F(PdcRequestsTest, Requests_FromListToDeleteAll_ReachTheModemAndAnswerOnce) {
+    const Bytes content = pattern(2000);
+    const std::string path = makeFile("carrier-a/mcfg_sw.mbn", content);
+    const std::string id = configIdOf(path);
+
+    EXPECT_EQ(response("respondGetMbnList", 1, 0,
+                       describeResult(std::vector<std::string>{"/carrier-a/"})),
+              ask([](IModem& m) { m.getMbnList(1); }));
+    EXPECT_EQ(response("respondLoadMbn", 2, 0), ask([&](IModem& m) { m.loadMbn(2, bytes(path)); }));
+    EXPECT_EQ(content, Control::state().pdcConfigs[id])
+            << "the modem does not hold the file's bytes";
+    EXPECT_EQ(response("respondSelectMbn", 3, 0),
+              ask([&](IModem& m) { m.selectMbn(3, CONFIG_TYPE, bytes(id)); }));
+    EXPECT_EQ(response("respondActivateMbn", 4, 0),
+              ask([](IModem& m) { m.activateMbn(4, CONFIG_TYPE); }));
+    EXPECT_EQ(response("respondGetActiveMbnInfo", 5, 0, describeResult(bytes(id))),
+              ask([](IModem& m) { m.getActiveMbnInfo(5, CONFIG_TYPE); }));
+    EXPECT_EQ(response("respondGetMetaMbnInfo", 6, 0,
+                       describeResult(bytes("size=2000;state=active"))),
+              ask([&](IModem& m) { m.getMetaMbnInfo(6, bytes(id)); }));
+    EXPECT_EQ(response("respondDeactivateMbn", 7, 0),
+              ask([](IModem& m) { m.deactivateMbn(7, CONFIG_TYPE); }));
+    EXPECT_EQ(response("respondGetActiveMbnInfo", 8, 0, describeResult(Bytes{})),
+              ask([](IModem& m) { m.getActiveMbnInfo(8, CONFIG_TYPE); }));
+    EXPECT_EQ(response("respondDeleteAllMbns", 9, 0), ask([](IModem& m) { m.deleteAllMbns(9); }));
+    EXPECT_TRUE(Control::state().pdcConfigs.empty()) << "delete-all left a configuration";
+}
+
+// ---- The walk -----------------------------------------------------------------------------------
+
+struct TreeRow {
+    const char* name;
+    std::function<void()> make;       // builds the tree under the root
+    std::vector<std::string> listed;  // sorted
+};
+
+void PrintTo(const TreeRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class PdcTreeTest : public PdcRequestsTest, public ::testing::WithParamInterface<TreeRow> {};
+
+TEST_P(PdcTreeTest, CollectMcfgSwMbnFiles_ForTree_ListsEachDirectoryHoldingAnMbn) {
+    GetParam().make();
+    std::vector<std::string> listed{"kept"};
+    EXPECT_EQ(OK, PdcQmiClient::collectMcfgSwMbnFiles(mbnRoot(), listed)) << log_.dump();
+    EXPECT_EQ("kept", listed.front()) << "the walk must append, not replace";
+    listed.erase(listed.begin());
+    std::sort(listed.begin(), listed.end());
+    EXPECT_EQ(GetParam().listed, listed) << "wrong directories listed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Trees, PdcTreeTest,
+        ::testing::Values(
+                TreeRow{"Empty", [] {}, {}},
+                TreeRow{"RootItself", [] { makeFile("mcfg_sw.mbn"); }, {"/"}},
+                TreeRow{"Nested",
+                        [] {
+                            makeFile("x/mcfg_sw.mbn");
+                            makeFile("x/y/z/mcfg_sw.mbn");
+                            makeFile("w/mcfg_sw.mbn.bak");
+                            makeFile("v/MCFG_SW.MBN");
+                        },
+                        {"/x/", "/x/y/z/"}},
+                // A directory of that name is walked like any other, not listed for its name.
+                TreeRow{"DirectoryNamedLikeTheFile",
+                        [] { makeFile("d/mcfg_sw.mbn/e/mcfg_sw.mbn"); },
+                        {"/d/mcfg_sw.mbn/e/"}},
+                TreeRow{"LinkedDirectoryIsFollowed",
+                        [] {
+                            makeFile("real/mcfg_sw.mbn");
+                            fs::create_directory_symlink(fs::path(mbnRoot()) / "real",
+                                                         fs::path(mbnRoot()) / "alias");
+                        },
+                        {"/alias/", "/real/"}},
+                // A dangling link cannot be told from a file: it is listed.
+                TreeRow{"DanglingLinkNamedLikeTheFile",
+                        [] {
+                            fs::create_directories(fs::path(mbnRoot()) / "l");
+                            fs::create_symlink("/nonexistent",
+                                               fs::path(mbnRoot()) / "l/mcfg_sw.mbn");
+                        },
+                        {"/l/"}}),
+        [](const ::testing::TestParamInfo<TreeRow>& info) { return info.param.name; });
+
+TEST_F(PdcRequestsTest, GetMbnList_WhenRootIsMissing_AnswersFailedAndEmpty) {
+    fs::remove_all(mbnRoot());
+    EXPECT_EQ(response("respondGetMbnList", 1, 1, describeResult(std::vector<std::string>{})),
+              ask([](IModem& m) { m.getMbnList(1); }));
+    EXPECT_TRUE(log_.contains(Log::ERROR, TAG,
+                              "collectMcfgSwMbnFiles: failed to open dir " + mbnRoot() +
+                                      ", error = No such file or directory"))
+            << log_.dump();
+}
+
+// Permissions do not hold back root, so the daemon's main thread then reads the file system as
+// an unprivileged user (the filesystem user id is the thread's own).
+TEST_F(PdcRequestsTest, GetMbnList_WhenASubdirectoryIsUnreadable_DropsWhatWasFound) {
+    // Made first: some file systems list the newest entries first, others in hash order; either
+    // way some listable directories come before it.
+    const fs::path locked = fs::path(mbnRoot()) / "locked";
+    fs::create_directories(locked);
+    fs::permissions(locked, fs::perms::none);
+    for (const char* dir : {"a", "b", "c", "d", "e", "f"}) {
+        makeFile(std::string(dir) + "/mcfg_sw.mbn");
+    }
+    if (geteuid() == 0) {
+        runOnDaemonMain([] { setfsuid(65534); });
+    }
+
+    EXPECT_EQ(response("respondGetMbnList", 1, 1, describeResult(std::vector<std::string>{})),
+              ask([](IModem& m) { m.getMbnList(1); }))
+            << "a partial list must not be answered";
+    EXPECT_TRUE(logged(TAG, "failed to collect files from " + locked.string())) << log_.dump();
+    fs::permissions(locked, fs::perms::owner_all);
+}
+
+// ---- Loads --------------------------------------------------------------------------------------
+
+struct LoadRow {
+    const char* name;
+    size_t fileSize;
+    std::vector<std::string> chunks;    // "<length>, <total>" of each load call
+    std::vector<std::string> progress;  // "itor = .., remaining size = .." of each chunk
+};
+
+void PrintTo(const LoadRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class PdcLoadTest : public PdcRequestsTest, public ::testing::WithParamInterface<LoadRow> {};
+
+TEST_P(PdcLoadTest, LoadMbn_ForFileSize_SendsItInChunksOfAtMost900) {
+    const LoadRow& row = GetParam();
+    const Bytes content = pattern(row.fileSize);
+    const std::string path = makeFile("s/mcfg_sw.mbn", content);
+    const std::string quotedId = "\"" + configIdOf(path) + "\", ";
+
+    EXPECT_EQ(response("respondLoadMbn", 1, 0), ask([&](IModem& m) { m.loadMbn(1, bytes(path)); }));
+
+    std::vector<std::string> expectedCalls;
+    for (const std::string& chunk : row.chunks) {
+        expectedCalls.push_back(quotedId + chunk);
+    }
+    EXPECT_EQ(expectedCalls, loadCalls()) << "wrong chunks sent";
+    for (const std::string& progress : row.progress) {
+        EXPECT_TRUE(logged(TAG, progress)) << "missing progress line: " << progress;
+    }
+    const auto configs = Control::state().pdcConfigs;
+    if (row.fileSize > 0) {
+        EXPECT_EQ(content, configs.at(configIdOf(path))) << "the modem holds other bytes";
+    } else {
+        EXPECT_TRUE(configs.empty()) << "an empty file reached the modem";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Sizes, PdcLoadTest,
+        ::testing::Values(LoadRow{"Empty", 0, {}, {}},
+                          LoadRow{"OneWholeChunk",
+                                  900,
+                                  {"900, 900"},
+                                  {"itor = 1, size = 900, total size = 900, remaining size = 0"}},
+                          LoadRow{"OneByteMore",
+                                  901,
+                                  {"900, 901", "1, 901"},
+                                  {"itor = 1, size = 900, total size = 901, remaining size = 1",
+                                   "itor = 2, size = 1, total size = 901, remaining size = 0"}},
+                          LoadRow{"TwoWholeChunks",
+                                  1800,
+                                  {"900, 1800", "900, 1800"},
+                                  {"itor = 1, size = 900, total size = 1800, remaining size = 900",
+                                   "itor = 2, size = 900, total size = 1800, remaining size = 0"}}),
+        [](const ::testing::TestParamInfo<LoadRow>& info) { return info.param.name; });
+
+/** A path of exactly `length` bytes to an MBN file under the root. */
+std::string pathOfLength(size_t length) {
+    const std::string fixed = mbnRoot() + "/" + "/mcfg_sw.mbn";
+    return makeFile(std::string(length - fixed.size(), 'p') + "/mcfg_sw.mbn");
+}
+
+struct BadLoadRow {
+    const char* name;
+    std::function<Bytes()> path;
+    int error;
+    size_t calls;        // load calls made
+    std::string logged;  // a fragment of the client's log
+};
+
+void PrintTo(const BadLoadRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class PdcBadLoadTest : public PdcRequestsTest, public ::testing::WithParamInterface<BadLoadRow> {};
+
+// Paths come from a client: whatever they hold, one answer, nothing read past a buffer, no
+// descriptor left open.
+TEST_P(PdcBadLoadTest, LoadMbn_WithPathFromClient_AnswersOnceAndLeaksNothing) {
+    const BadLoadRow& row = GetParam();
+    const Bytes path = row.path();
+    mkfifo((mbnRoot() + "/d/fifo").c_str(), 0600);
+    const size_t descriptors = openDescriptors();
+
+    EXPECT_EQ(response("respondLoadMbn", 1, row.error),
+              ask([&](IModem& m) { m.loadMbn(1, path); }));
+    EXPECT_EQ(row.calls, loadCalls().size()) << "wrong number of chunks sent";
+    EXPECT_TRUE(logged(TAG, row.logged)) << log_.dump();
+    EXPECT_EQ(descriptors, openDescriptors()) << "the load left a descriptor open";
+}
+
+/** Makes root/made, then gives root/path as a client would send it. */
+std::function<Bytes()> afterMaking(const std::string& made, const std::string& path) {
+    return [=] {
+        makeFile(made);
+        return bytes(mbnRoot() + "/" + path);
+    };
+}
+
+const std::string MBN = "d/mcfg_sw.mbn";
+
+INSTANTIATE_TEST_SUITE_P(
+        Paths, PdcBadLoadTest,
+        ::testing::Values(
+                BadLoadRow{"Path116", [] { return bytes(pathOfLength(116)); }, 0, 1, "itor = 1"},
+                BadLoadRow{"Path117", [] { return bytes(pathOfLength(117)); }, 3, 0,
+                           "exceed/reach max size, target size = 117"},
+                BadLoadRow{"AbsurdlyLong", [] { return Bytes(100000, '/'); }, 3, 0,
+                           "exceed/reach max size, target size = 100000"},
+                BadLoadRow{"Missing", afterMaking(MBN, "e/mcfg_sw.mbn"), 1, 0, "failed to open"},
+                BadLoadRow{"NotUtf8", afterMaking(MBN, "\xff\xfe\xc3"), 1, 0, "failed to open"},
+                // The path ends at its first zero, in the file name and the id alike.
+                BadLoadRow{"ZeroInside", afterMaking(MBN, MBN + '\0' + "junk"), 0, 1,
+                           "configId = MbnApp_" + mbnRoot() + "/" + MBN},
+                BadLoadRow{"DotDot", afterMaking(MBN, "d/../" + MBN), 0, 1, "remaining size = 0"},
+                // Not empty, so that its size is not 0 on any file system.
+                BadLoadRow{"Directory", afterMaking(MBN, "d"), 1, 0, "failed to read"},
+                // Opened without blocking, a pipe without writer reads as empty.
+                BadLoadRow{"Fifo", afterMaking(MBN, "d/fifo"), 0, 0, "mbnPath = "}),
+        [](const ::testing::TestParamInfo<BadLoadRow>& info) { return info.param.name; });
+
+TEST_F(PdcRequestsTest, LoadMbn_WhenModemRefusesSecondChunk_StopsThere) {
+    const std::string path = makeFile("f/mcfg_sw.mbn", pattern(2700));
+    Control::failNextCalls("modem_pdc_load_configuration", 1, MODEM_API_BUSY, 1);
+
+    EXPECT_EQ(response("respondLoadMbn", 1, 1), ask([&](IModem& m) { m.loadMbn(1, bytes(path)); }));
+    EXPECT_EQ(2u, loadCalls().size()) << "a chunk was sent after the modem refused one";
+    EXPECT_TRUE(logged(TAG, "failed to load config, itor = 2")) << log_.dump();
+}
+
+// ---- Selection ----------------------------------------------------------------------------------
+
+TEST_F(PdcRequestsTest, SelectMbn_AtTheIdLimit_CallsTheModemBelowItOnly) {
+    // A 116-byte path makes a 123-byte id, the longest that fits.
+    const std::string id = configIdOf(pathOfLength(116));
+    ASSERT_EQ(response("respondLoadMbn", 1, 0),
+              ask([&](IModem& m) { m.loadMbn(1, bytes(id.substr(7))); }));
+
+    EXPECT_EQ(response("respondSelectMbn", 2, 0),
+              ask([&](IModem& m) { m.selectMbn(2, CONFIG_TYPE, bytes(id)); }));
+    EXPECT_EQ(id, Control::state().pdcSelected[CONFIG_TYPE]) << "the 123-byte id was not selected";
+    Control::clearCalls();
+    EXPECT_EQ(response("respondSelectMbn", 3, 3),
+              ask([&](IModem& m) { m.selectMbn(3, CONFIG_TYPE, bytes(id + "x")); }));
+    EXPECT_TRUE(Control::callTexts().empty()) << "a 124-byte id reached the modem";
+    EXPECT_TRUE(log_.contains(Log::INFO, TAG,
+                              "handleSelectMbnMessage: exceed/reach max size, target size = 124, "
+                              "max size = 124"))
+            << log_.dump();
+}
+
+// ---- Answers that come as events ----------------------------------------------------------------
+
+struct EventRow {
+    const char* name;
+    modem_api_event_type event;
+    EventTamper tamper;
+    int error;           // -1: no response
+    size_t infoLength;   // of the answered info, all zero bytes
+    std::string logged;  // a fragment of the client's log
+};
+
+void PrintTo(const EventRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class PdcEventTest : public PdcRequestsTest, public ::testing::WithParamInterface<EventRow> {};
+
+// Nothing is active and the id is unknown, so every info area the modem fills is zeros.
+TEST_P(PdcEventTest, GetInfo_WhenAnswerIsMalformed_AnswersAsTheRecordAllows) {
+    const EventRow& row = GetParam();
+    Control::tamperNextEvents(row.event, 1, row.tamper);
+    const bool active = row.event == MODEM_API_EVENT_PDC_ACTIVE_CONFIG_INFO;
+    const std::function<void(IModem&)> request = [&](IModem& m) {
+        active ? m.getActiveMbnInfo(7, CONFIG_TYPE) : m.getMetaMbnInfo(7, bytes("unknown"));
+    };
+
+    if (row.error < 0) {
+        askUnanswered(request);
+    } else {
+        EXPECT_EQ(response(active ? "respondGetActiveMbnInfo" : "respondGetMetaMbnInfo", 7,
+                           row.error, describeResult(Bytes(row.infoLength, 0))),
+                  ask(request));
+    }
+    EXPECT_TRUE(logged(TAG, row.logged)) << log_.dump();
+}
+
+EventTamper length(size_t bytes) {
+    EventTamper t;
+    t.length = bytes;
+    return t;
+}
+
+EventTamper answer(std::optional<int32_t> result, std::optional<uint32_t> infoLen,
+                   std::optional<uint8_t> tokenValid = std::nullopt) {
+    EventTamper t;
+    t.result = result;
+    t.infoLen = infoLen;
+    t.tokenValid = tokenValid;
+    return t;
+}
+
+constexpr modem_api_event_type ACTIVE = MODEM_API_EVENT_PDC_ACTIVE_CONFIG_INFO;
+constexpr modem_api_event_type META = MODEM_API_EVENT_PDC_CONFIG_INFO;
+
+INSTANTIATE_TEST_SUITE_P(
+        Records, PdcEventTest,
+        ::testing::Values(EventRow{"Active139", ACTIVE, length(139), -1, 0,
+                                   "processGetActiveMbnInfoAsyncResponse: invalid data input"},
+                          EventRow{"Active141", ACTIVE, length(141), -1, 0, "invalid data input"},
+                          EventRow{"Meta271", META, length(271), -1, 0,
+                                   "processGetMetaMbnInfoAsyncResponse: invalid data input"},
+                          EventRow{"Meta273", META, length(273), -1, 0, "invalid data input"},
+                          EventRow{"TokenNotValid", ACTIVE, answer({}, {}, 0), -1, 0,
+                                   "NO valid ind_token for response"},
+                          EventRow{"ServiceNotReady", META, answer(MODEM_API_SERVICE_NOT_READY, 5),
+                                   4, 0, "modem api result = 8"},
+                          EventRow{"ActiveCountPastArea", ACTIVE, answer(0, 125), 0, 124,
+                                   "info size = 125 exceeds the record's 124 bytes"},
+                          EventRow{"MetaCountPastArea", META, answer(0, 0xFFFFFFFF), 0, 256,
+                                   "info size = 4294967295 exceeds the record's 256 bytes"}),
+        [](const ::testing::TestParamInfo<EventRow>& info) { return info.param.name; });
+
+// ---- While the service is down ------------------------------------------------------------------
+
+TEST_F(PdcRequestsTest, Requests_WhenServiceDisconnected_AnswerInvalidStateWithoutModemCall) {
+    const std::string path = makeFile("n/mcfg_sw.mbn");
+    Control::setServiceAvailable(MODEM_API_SERVICE_PDC, false);
+    daemon_.waitForIdle();
+    Control::clearCalls();
+
+    const std::vector<std::string> answers = exchange(
+            [&](IModem& m) {
+                m.getActiveMbnInfo(1, CONFIG_TYPE);
+                m.getMetaMbnInfo(2, bytes("id"));
+                m.deleteAllMbns(3);
+                m.selectMbn(4, CONFIG_TYPE, Bytes(200, 'i'));
+                m.loadMbn(5, bytes(path));
+                m.activateMbn(6, CONFIG_TYPE);
+                m.deactivateMbn(7, CONFIG_TYPE);
+                m.getMbnList(8);
+            },
+            8);
+    const std::vector<std::string> expected{
+            response("respondGetActiveMbnInfo", 1, 4, describeResult(Bytes{})),
+            response("respondGetMetaMbnInfo", 2, 4, describeResult(Bytes{})),
+            response("respondDeleteAllMbns", 3, 4),
+            // The connection is tested before the id's size.
+            response("respondSelectMbn", 4, 4), response("respondLoadMbn", 5, 4),
+            response("respondActivateMbn", 6, 4), response("respondDeactivateMbn", 7, 4),
+            // The list needs no modem.
+            response("respondGetMbnList", 8, 0, describeResult(std::vector<std::string>{"/n/"}))};
+    EXPECT_EQ(expected, answers) << "wrong answers while PDC is down";
+    EXPECT_TRUE(Control::callTexts().empty()) << "a request reached the modem while it was down";
+}
+
+TEST_F(PdcRequestsTest, GetActiveMbnInfo_WhenModemRefusesTheRequest_AnswersFailedAtOnce) {
+    Control::failNextCalls("modem_pdc_get_activate_config_info", 1, MODEM_API_BUSY);
+    EXPECT_EQ(response("respondGetActiveMbnInfo", 1, 1, describeResult(Bytes{})),
+              ask([](IModem& m) { m.getActiveMbnInfo(1, CONFIG_TYPE); }));
+    EXPECT_TRUE(logged(TAG, "handleGetActiveMbnInfoMessage: failed to send sync request"))
+            << log_.dump();
+}
+
+}  // namespace
+}  // namespace com::vyr::plim::modem
