@@ -11,5 +11,8 @@ ninja -C build/gcc plim-modem
 # The host daemon's MBN tree: a fresh sample in place of the device's fixed root.
 export PLIM_MBN_ROOT="$(scripts/make-mbn-tree.sh "${PWD}/build/gcc/mbn-sample/generic")"
 echo "MBN tree: ${PLIM_MBN_ROOT}"
+# The simulated modem keeps its state here across daemon restarts, as a real modem would.
+export PLIM_MODEM_STATE_DIR="${PWD}/build/gcc/modem-state"
+echo "modem state: ${PLIM_MODEM_STATE_DIR}"
 echo "starting plim-modem -i ${instance} (Ctrl-C stops it)"
 exec build/gcc/service/plim-modem -i "${instance}"

@@ -22,6 +22,16 @@ std::vector<uint8_t> serviceIdBytes(int32_t serviceId) {
 
 }  // namespace
 
+Modem::Modem() {
+    const char* dir = std::getenv(kStateDirVariable);
+    if (dir == nullptr || *dir == '\0')
+        return;
+    MutexLock lock(mLock);
+    mStateFile.emplace(dir);
+    if (std::optional<State> saved = mStateFile->load())
+        mDevice.settings = std::move(*saved);
+}
+
 Modem& Modem::instance() {
     // Never destroyed, like the process-wide library it stands in for: the daemon's static
     // destructors may still call in at exit, and a callback may be running on one of its
@@ -138,6 +148,8 @@ void Modem::settleLocked() {
         next = back;
     if (next && mDevice.started)
         scheduleCheckLocked(*next);
+    if (mStateFile)
+        mStateFile->save(mDevice.settings);
 
     // The answers first: the calls that made them ran before the changes settled here.
     for (Device::Answer& answer : mDevice.answers) {

@@ -29,6 +29,7 @@
 #include "Device.h"
 #include "JobThread.h"
 #include "Mutex.h"
+#include "StateFile.h"
 #include "WorkCounter.h"
 
 namespace modemsim {
@@ -87,7 +88,8 @@ class Modem {
     bool waitForIdle(std::chrono::milliseconds timeout);
 
   private:
-    Modem() = default;
+    // Loads the saved state when the environment names a state directory.
+    Modem();
 
     FaultPlan::Admission admit(const char* function, std::string args) HOST_EXCLUDES(mLock);
     // Connects what is due, schedules the next check and queues the events of every change and
@@ -107,6 +109,8 @@ class Modem {
     Mutex mLifecycleLock;
     Mutex mLock;
     Device mDevice HOST_GUARDED_BY(mLock);
+    // Where the state is saved after every change, when the process asked for it.
+    std::optional<StateFile> mStateFile HOST_GUARDED_BY(mLock);
     // The earliest connection check queued on the event thread, if any.
     std::optional<Clock::time_point> mCheckAt HOST_GUARDED_BY(mLock);
     WorkCounter mWork;

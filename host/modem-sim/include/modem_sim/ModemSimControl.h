@@ -34,6 +34,11 @@
 //    and activation. The two PDC queries return 0 and are answered later by an event on the
 //    event thread (17 for the active configuration, 18 for one configuration's details), queued
 //    with the connection events as the call is made, so answers arrive in call order.
+//  - Persistence. When the environment variable PLIM_MODEM_STATE_DIR names a directory as the
+//    library is first used, the modem's state (see State; not the bound subscriptions nor loads
+//    under way) is read from it then and saved there after every change, atomically, so that a
+//    daemon that restarts finds the modem as it left it, as with a real modem. reset() goes back
+//    to power-on, and so does the saved state at the next change.
 //  - modem_subsystem_reboot() returns 0, then behaves like restartModem() with the reboot
 //    downtime: every service drops at once and comes back after it.
 //
@@ -109,6 +114,9 @@
 #include <modem_api.h>
 
 namespace modemsim {
+
+/** The environment variable naming the directory the modem's state is kept in. */
+inline constexpr const char* kStateDirVariable = "PLIM_MODEM_STATE_DIR";
 
 /** One call of the library's C API, as it was received. */
 struct Call {
