@@ -67,38 +67,39 @@ binder_status_t AParcel::writeString(const char* str, int32_t length) {
     }
     if (length < 0)
         return STATUS_BAD_VALUE;
-    const auto* bytes = reinterpret_cast<const uint8_t*>(str);
-    if (!hostbinder::isValidUtf8(bytes, static_cast<size_t>(length)))
+    std::u16string units;
+    if (!hostbinder::utf8ToUtf16(reinterpret_cast<const uint8_t*>(str), static_cast<size_t>(length),
+                                 &units))
         return STATUS_BAD_VALUE;
-    writeValue<int32_t>(length);
-    const size_t size = static_cast<size_t>(length);
-    uint8_t* at = prepareWrite(padded(size + 1));
-    std::memcpy(at, bytes, size);
-    std::memset(at + size, 0, padded(size + 1) - size);
-    return STATUS_OK;
+    writeValue<int32_t>(static_cast<int32_t>(units.size()));
+    // With the terminating zero unit, which the string's storage already holds.
+    return writeBytes(units.c_str(), (units.size() + 1) * sizeof(char16_t));
 }
 
-binder_status_t AParcel::readString(const char** str, int32_t* length) const {
-    int32_t size = 0;
-    binder_status_t status = readValue(&size);
+binder_status_t AParcel::readString(std::optional<std::string>* str) const {
+    const size_t start = mPosition;
+    int32_t count = 0;
+    binder_status_t status = readValue(&count);
     if (status != STATUS_OK)
         return status;
-    if (size == -1) {
-        *str = nullptr;
-        *length = -1;
+    if (count == -1) {
+        str->reset();
         return STATUS_OK;
     }
-    if (size < -1)
+    const size_t size = (static_cast<size_t>(count) + 1) * sizeof(char16_t);
+    const uint8_t* bytes = count < -1 ? nullptr : readInPlace(size);
+    if (bytes == nullptr) {
+        mPosition = start;
+        return count < -1 ? STATUS_BAD_VALUE : STATUS_NOT_ENOUGH_DATA;
+    }
+    // Copied out: the parcel's bytes need not be aligned for char16_t.
+    std::u16string units(static_cast<size_t>(count) + 1, u'\0');
+    std::memcpy(units.data(), bytes, size);
+    if (units.back() != u'\0') {
+        mPosition = start;
         return STATUS_BAD_VALUE;
-    const uint8_t* bytes = readInPlace(static_cast<size_t>(size) + 1);
-    if (bytes == nullptr)
-        return STATUS_NOT_ENOUGH_DATA;
-    if (bytes[size] != 0)
-        return STATUS_BAD_VALUE;
-    if (!hostbinder::isValidUtf8(bytes, static_cast<size_t>(size)))
-        return STATUS_BAD_VALUE;
-    *str = reinterpret_cast<const char*>(bytes);
-    *length = size;
+    }
+    *str = hostbinder::utf16ToUtf8(units.data(), static_cast<size_t>(count));
     return STATUS_OK;
 }
 
@@ -148,12 +149,8 @@ bool AParcel::enforceInterfaceToken(const char* descriptor) const {
     int32_t tag = 0;
     if (readValue(&tag) != STATUS_OK || tag != kInterfaceTokenTag)
         return false;
-    const char* str = nullptr;
-    int32_t length = 0;
-    if (readString(&str, &length) != STATUS_OK || str == nullptr)
-        return false;
-    return static_cast<size_t>(length) == std::strlen(descriptor) &&
-           std::memcmp(str, descriptor, static_cast<size_t>(length)) == 0;
+    std::optional<std::string> str;
+    return readString(&str) == STATUS_OK && str.has_value() && *str == descriptor;
 }
 
 void AParcel::replaceObject(size_t offset, ndk::SpAIBinder binder) {

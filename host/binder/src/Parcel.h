@@ -7,8 +7,9 @@
 // offsets, so that a binder cannot be forged by writing integers).
 //
 // Layout: every value starts 4-byte aligned. int32-sized and smaller values take 4 bytes, 64-bit
-// values 8; strings and byte arrays are an int32 length (-1 for null) followed by their bytes
-// padded to 4 (strings also carry a terminating NUL); a binder takes 8 bytes, a tag and a
+// values 8; byte arrays are an int32 length (-1 for null) followed by their bytes padded to 4;
+// strings an int32 count of UTF-16 units (-1 for null), the units and a terminating zero unit,
+// padded to 4; a binder takes 8 bytes, a tag and a
 // reserved word.
 //
 // Threads: one thread at a time.
@@ -22,6 +23,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,10 +68,11 @@ struct AParcel {
     // Bytes between the data position and the end.
     size_t available() const { return mPosition < mData.size() ? mData.size() - mPosition : 0; }
 
-    // UTF-8 string or null (-1 length); invalid UTF-8 gives STATUS_BAD_VALUE.
+    // A UTF-8 string, or null (-1 length), written as UTF-16 (see Utf8.h): only a sequence cut
+    // off at the end gives STATUS_BAD_VALUE.
     binder_status_t writeString(const char* str, int32_t length);
-    // On success *str/*length are the string's bytes inside the parcel (length -1 for null).
-    binder_status_t readString(const char** str, int32_t* length) const;
+    // On success *str is the string as UTF-8, or nullopt for a null string.
+    binder_status_t readString(std::optional<std::string>* str) const;
 
     binder_status_t writeBinder(AIBinder* binder);
     // *binder gets one strong reference, or null for a null binder. Anything but a binder written

@@ -57,20 +57,19 @@ binder_status_t readWidened(const AParcel* parcel, Small* value, const char* fun
 // STATUS_UNEXPECTED_NULL.
 template <typename Allocate>
 binder_status_t readStringInto(const AParcel& parcel, Allocate allocate) {
-    const char* str = nullptr;
-    int32_t length = 0;
-    binder_status_t status = parcel.readString(&str, &length);
+    std::optional<std::string> str;
+    binder_status_t status = parcel.readString(&str);
     if (status != STATUS_OK)
         return status;
-    if (str == nullptr) {
+    if (!str) {
         char* unused = nullptr;
         return allocate(-1, &unused) ? STATUS_OK : STATUS_UNEXPECTED_NULL;
     }
     char* buffer = nullptr;
-    if (!allocate(length + 1, &buffer) || buffer == nullptr)
+    if (!allocate(static_cast<int32_t>(str->size() + 1), &buffer) || buffer == nullptr)
         return STATUS_NO_MEMORY;
-    std::memcpy(buffer, str, static_cast<size_t>(length));
-    buffer[length] = '\0';
+    std::memcpy(buffer, str->data(), str->size());
+    buffer[str->size()] = '\0';
     return STATUS_OK;
 }
 
@@ -173,9 +172,8 @@ binder_status_t AParcel_readStatusHeader(const AParcel* parcel, AStatus** status
         *status = new AStatus();
         return STATUS_OK;
     }
-    const char* message = nullptr;
-    int32_t length = 0;
-    result = p.readString(&message, &length);
+    std::optional<std::string> message;
+    result = p.readString(&message);
     if (result != STATUS_OK)
         return result;
     int32_t errorCode = 0;
@@ -184,9 +182,7 @@ binder_status_t AParcel_readStatusHeader(const AParcel* parcel, AStatus** status
         if (result != STATUS_OK)
             return result;
     }
-    *status = new AStatus(
-            exception, errorCode,
-            message != nullptr ? std::string(message, static_cast<size_t>(length)) : std::string());
+    *status = new AStatus(exception, errorCode, message.value_or(std::string()));
     return STATUS_OK;
 }
 

@@ -194,11 +194,16 @@ binder_status_t readResponseInfo(const AParcel* p) {
     return v.readFromParcel(p);
 }
 
-std::vector<uint8_t> stringBytes(int32_t length, std::vector<uint8_t> content) {
-    content.push_back(0);
+/** A string's count, then `text` as UTF-16 units with a terminating zero, padded to 4. */
+std::vector<uint8_t> stringBytes(int32_t count, const std::string& text) {
+    std::vector<uint8_t> content;
+    for (char c : text + '\0') {
+        content.push_back(static_cast<uint8_t>(c));
+        content.push_back(0);
+    }
     while (content.size() % 4 != 0)
         content.push_back(0);
-    return concat({int32Bytes(length), content});
+    return concat({int32Bytes(count), content});
 }
 
 class MalformedParcelTest : public ParcelTest, public ::testing::WithParamInterface<MalformedCase> {
@@ -233,28 +238,20 @@ INSTANTIATE_TEST_SUITE_P(
                 MalformedCase{"StringNegativeLength", int32Bytes(-7), STATUS_BAD_VALUE, readString},
                 MalformedCase{"StringNullWhereRequired", int32Bytes(-1), STATUS_UNEXPECTED_NULL,
                               readString},
-                MalformedCase{"StringLengthPastData", stringBytes(100, {'a', 'b'}),
+                MalformedCase{"StringLengthPastData", stringBytes(100, "ab"),
                               STATUS_NOT_ENOUGH_DATA, readString},
-                MalformedCase{"StringHugeLength", stringBytes(INT32_MAX, {'a'}),
+                MalformedCase{"StringHugeLength", stringBytes(INT32_MAX, "a"),
                               STATUS_NOT_ENOUGH_DATA, readString},
-                MalformedCase{"StringLoneContinuationByte", stringBytes(1, {0x80}),
-                              STATUS_BAD_VALUE, readString},
-                MalformedCase{"StringOverlongSlash", stringBytes(2, {0xc0, 0xaf}), STATUS_BAD_VALUE,
-                              readString},
-                MalformedCase{"StringSurrogate", stringBytes(3, {0xed, 0xa0, 0x80}),
-                              STATUS_BAD_VALUE, readString},
-                MalformedCase{"StringTruncatedSequence", stringBytes(2, {0xe2, 0x82}),
-                              STATUS_BAD_VALUE, readString},
-                MalformedCase{"StringPastUnicode", stringBytes(4, {0xf4, 0x90, 0x80, 0x80}),
-                              STATUS_BAD_VALUE, readString},
-                MalformedCase{"StringUnterminated", concat({int32Bytes(3), {'a', 'b', 'c', 'd'}}),
+                // UTF-16 units "abc" with the last where the terminating zero belongs.
+                MalformedCase{"StringUnterminated",
+                              concat({int32Bytes(2), {'a', 0, 'b', 0, 'c', 0, 0, 0}}),
                               STATUS_BAD_VALUE, readString},
                 MalformedCase{"StringArrayHugeCount", int32Bytes(INT32_MAX), STATUS_NOT_ENOUGH_DATA,
                               readStrings},
                 MalformedCase{"StringArrayNegativeCount", int32Bytes(-3), STATUS_BAD_VALUE,
                               readStrings},
                 MalformedCase{"StringArrayShortElement",
-                              concat({int32Bytes(2), stringBytes(1, {'a'}), int32Bytes(8)}),
+                              concat({int32Bytes(2), stringBytes(1, "a"), int32Bytes(8)}),
                               STATUS_NOT_ENOUGH_DATA, readStrings},
                 MalformedCase{"BinderFromIntegers", concat({int32Bytes(0x424e4452), int32Bytes(0)}),
                               STATUS_BAD_TYPE, readBinder},
@@ -283,11 +280,51 @@ TEST_F(ParcelTest, ReadBinder_WhenNullRequiredOrOverwritten_Fails) {
     AParcel_setDataPosition(parcel.get(), AParcel_getDataSize(parcel.get()));
 }
 
-TEST_F(ParcelTest, WriteString_WhenInvalidUtf8_FailsBadValueAndWritesNothing) {
-    const char invalid[] = {'o', 'k', static_cast<char>(0xff)};
-    EXPECT_EQ(STATUS_BAD_VALUE, AParcel_writeString(parcel.get(), invalid, 3))
-            << "invalid UTF-8 was written";
-    EXPECT_EQ(0, AParcel_getDataSize(parcel.get())) << "a refused string left bytes behind";
+struct LenientRow {
+    const char* name;
+    std::string written;
+    binder_status_t status;
+    std::string read;  // as the receiver gets it
+};
+
+void PrintTo(const LenientRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class ParcelLenientStringTest : public ParcelTest,
+                                public ::testing::WithParamInterface<LenientRow> {};
+
+// As on a device: malformed UTF-8 travels, garbled, unless its last sequence is cut off.
+TEST_P(ParcelLenientStringTest, WriteString_WithMalformedUtf8_FailsOnlyWhenCutOffAtTheEnd) {
+    const LenientRow& row = GetParam();
+    EXPECT_EQ(row.status, AParcel_writeString(parcel.get(), row.written.data(),
+                                              static_cast<int32_t>(row.written.size())))
+            << "wrong verdict on the string";
+    if (row.status != STATUS_OK) {
+        EXPECT_EQ(0, AParcel_getDataSize(parcel.get())) << "a refused string left bytes behind";
+        return;
+    }
+    AParcel_setDataPosition(parcel.get(), 0);
+    std::string read;
+    ASSERT_EQ(STATUS_OK, ndk::AParcel_readString(parcel.get(), &read));
+    EXPECT_EQ(row.read, read) << "the receiver got other bytes";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Strings, ParcelLenientStringTest,
+        ::testing::Values(LenientRow{"CutOffAtTheEnd", "ok\xe2\x82", STATUS_BAD_VALUE, ""},
+                          LenientRow{"LeadByteLast", "ok\xff", STATUS_BAD_VALUE, ""},
+                          LenientRow{"StrayContinuation", "a\x80z", STATUS_OK, "a\xc2\x80z"},
+                          LenientRow{"BadContinuation", "\xc3\x41z", STATUS_OK, "\xc3\x81z"},
+                          LenientRow{"Overlong", "\xc1\xbf", STATUS_OK, "\x7f"},
+                          LenientRow{"LoneSurrogate", "\xed\xa0\x80", STATUS_OK, "\xed\xa0\x80"},
+                          LenientRow{"Emoji", "\xf0\x9f\x93\xb6", STATUS_OK, "\xf0\x9f\x93\xb6"}),
+        [](const ::testing::TestParamInfo<LenientRow>& info) { return info.param.name; });
+
+// A device counts a string by its UTF-16 units: two bytes each, and a terminating one.
+TEST_F(ParcelTest, WriteString_ForAsciiText_TakesTwoBytesAUnit) {
+    ASSERT_EQ(STATUS_OK, AParcel_writeString(parcel.get(), "abc", 3));
+    EXPECT_EQ(12, AParcel_getDataSize(parcel.get())) << "not a count and four UTF-16 units";
 }
 
 }  // namespace

@@ -424,5 +424,12 @@ TEST_F(VsRequestsTest, AsyncRequest_WhenLibraryRefusesTheStart_AnswersFailedAtOn
             << "a refused request was answered a second time from a callback";
 }
 
+// Binder strings are converted as a device does: a stray byte arrives garbled, not lost.
+TEST_F(VsRequestsTest, GetBuildId_WithMalformedUtf8_ArrivesGarbledNotLost) {
+    Control::editState([](State& s) { s.buildId = "PLIM\x80-1"; });
+    EXPECT_EQ(response("respondGetBuildId", 1, 0, describeResult(std::string("PLIM\xc2\x80-1"))),
+              ask([](IModem& m) { m.getBuildId(1); }));
+}
+
 }  // namespace
 }  // namespace com::vyr::plim::modem
