@@ -13,7 +13,9 @@
 AStatus AStatus::fromStatus(binder_status_t status) {
     if (status == STATUS_OK)
         return AStatus();
-    return AStatus(EX_TRANSACTION_FAILED, status, "");
+    // As on a device: a value the NDK does not name becomes STATUS_UNKNOWN_ERROR.
+    return AStatus(EX_TRANSACTION_FAILED,
+                   hostbinder::isKnownStatus(status) ? status : STATUS_UNKNOWN_ERROR, "");
 }
 
 std::string AStatus::describe() const {
@@ -51,6 +53,9 @@ AStatus* AStatus_fromExceptionCode(binder_exception_t exception) {
 }
 
 AStatus* AStatus_fromExceptionCodeWithMessage(binder_exception_t exception, const char* message) {
+    // As on a device: a code the NDK does not name becomes a failed transaction.
+    if (!hostbinder::isKnownException(exception))
+        exception = EX_TRANSACTION_FAILED;
     // A bare EX_TRANSACTION_FAILED still needs a failing status for AStatus_getStatus.
     int32_t errorCode = exception == EX_TRANSACTION_FAILED ? STATUS_FAILED_TRANSACTION : 0;
     return new AStatus(exception, errorCode, message != nullptr ? message : "");

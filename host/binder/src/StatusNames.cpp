@@ -6,7 +6,9 @@
 
 namespace hostbinder {
 
-std::string statusName(binder_status_t status) {
+namespace {
+
+const char* knownStatusName(binder_status_t status) {
     switch (status) {
         case STATUS_OK:
             return "STATUS_OK";
@@ -47,10 +49,10 @@ std::string statusName(binder_status_t status) {
         case STATUS_UNEXPECTED_NULL:
             return "STATUS_UNEXPECTED_NULL";
     }
-    return "STATUS_" + std::to_string(status);
+    return nullptr;
 }
 
-std::string exceptionName(binder_exception_t exception) {
+const char* knownExceptionName(binder_exception_t exception) {
     switch (exception) {
         case EX_NONE:
             return "EX_NONE";
@@ -77,7 +79,27 @@ std::string exceptionName(binder_exception_t exception) {
         case EX_TRANSACTION_FAILED:
             return "EX_TRANSACTION_FAILED";
     }
-    return "EX_" + std::to_string(exception);
+    return nullptr;
+}
+
+}  // namespace
+
+std::string statusName(binder_status_t status) {
+    const char* name = knownStatusName(status);
+    return name != nullptr ? name : "STATUS_" + std::to_string(status);
+}
+
+std::string exceptionName(binder_exception_t exception) {
+    const char* name = knownExceptionName(exception);
+    return name != nullptr ? name : "EX_" + std::to_string(exception);
+}
+
+bool isKnownStatus(binder_status_t status) {
+    return knownStatusName(status) != nullptr;
+}
+
+bool isKnownException(binder_exception_t exception) {
+    return knownExceptionName(exception) != nullptr;
 }
 
 }  // namespace hostbinder

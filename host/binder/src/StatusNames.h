@@ -2,7 +2,7 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Names of status and exception codes, for descriptions and logs.
+// Names of status and exception codes, for descriptions and logs, and which codes are known.
 
 #pragma once
 
@@ -14,5 +14,9 @@ namespace hostbinder {
 
 std::string statusName(binder_status_t status);
 std::string exceptionName(binder_exception_t exception);
+
+// Whether the NDK names the code; others are pruned as a device prunes them.
+bool isKnownStatus(binder_status_t status);
+bool isKnownException(binder_exception_t exception);
 
 }  // namespace hostbinder

@@ -71,7 +71,13 @@ INSTANTIATE_TEST_SUITE_P(
                 StatusCase{"ServiceSpecific", [] { return AStatus_fromServiceSpecificError(4); },
                            false, EX_SERVICE_SPECIFIC, 4, STATUS_OK, "EX_SERVICE_SPECIFIC"},
                 StatusCase{"ExceptionNone", [] { return AStatus_fromExceptionCode(EX_NONE); }, true,
-                           EX_NONE, 0, STATUS_OK, "No error"}),
+                           EX_NONE, 0, STATUS_OK, "No error"},
+                // Codes the NDK does not name are pruned, as on a device.
+                StatusCase{"UnknownException", [] { return AStatus_fromExceptionCode(-42); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_FAILED_TRANSACTION,
+                           "STATUS_FAILED_TRANSACTION"},
+                StatusCase{"UnknownStatus", [] { return AStatus_fromStatus(-12345); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_UNKNOWN_ERROR, "STATUS_UNKNOWN_ERROR"}),
         [](const ::testing::TestParamInfo<StatusCase>& info) { return info.param.name; });
 
 TEST(ScopedAStatusTest, IsOk_WhenEmpty_False) {
