@@ -68,6 +68,13 @@ class SpAIBinder {
     bool operator<=(const SpAIBinder& rhs) const { return mBinder <= rhs.mBinder; }
     bool operator>(const SpAIBinder& rhs) const { return mBinder > rhs.mBinder; }
     bool operator>=(const SpAIBinder& rhs) const { return mBinder >= rhs.mBinder; }
+    // With a raw binder on the right, as the device's header allows.
+    bool operator==(const AIBinder* rhs) const { return mBinder == rhs; }
+    bool operator!=(const AIBinder* rhs) const { return mBinder != rhs; }
+    bool operator<(const AIBinder* rhs) const { return mBinder < rhs; }
+    bool operator<=(const AIBinder* rhs) const { return mBinder <= rhs; }
+    bool operator>(const AIBinder* rhs) const { return mBinder > rhs; }
+    bool operator>=(const AIBinder* rhs) const { return mBinder >= rhs; }
 
   private:
     AIBinder* mBinder = nullptr;
