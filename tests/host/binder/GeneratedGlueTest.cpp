@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -167,6 +168,53 @@ TEST_F(GeneratedGlueTest, Transact_WhenServiceFailsOrRequestMalformed_CallerGets
     }
     EXPECT_EQ(std::vector<std::string>{"getBuildTime"}, modem->requests())
             << "a refused request reached the service";
+}
+
+// ---- ndk::SharedRefBase: only make() gives a properly owned object -----------------------------
+
+class Plain : public ndk::SharedRefBase {};
+
+struct MisuseRow {
+    const char* name;
+    void (*misuse)();
+    const char* message;
+};
+
+void PrintTo(const MisuseRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class SharedRefBaseMisuseTest : public ::testing::TestWithParam<MisuseRow> {};
+
+TEST_P(SharedRefBaseMisuseTest, Destroy_WhenNotOwnedThroughMake_AbortsWithAMessage) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(GetParam().misuse(), GetParam().message) << "the misuse went unnoticed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Misuses, SharedRefBaseMisuseTest,
+        ::testing::Values(MisuseRow{"OnTheStack", [] { Plain onStack; }, "no ref created"},
+                          MisuseRow{"FromMakeShared", [] { std::make_shared<Plain>(); },
+                                    "no ref created"},
+                          MisuseRow{"OwnedTwice",
+                                    [] {
+                                        std::shared_ptr<Plain> made =
+                                                ndk::SharedRefBase::make<Plain>();
+                                        // A second owner that deletes it while make()'s owner
+                                        // lives.
+                                        std::shared_ptr<Plain>(made.get());
+                                    },
+                                    "owned twice"}),
+        [](const ::testing::TestParamInfo<MisuseRow>& info) { return info.param.name; });
+
+TEST(SharedRefBaseTest, Make_WhenLastOwnerDrops_DestroysQuietly) {
+    std::weak_ptr<Plain> watch;
+    {
+        std::shared_ptr<Plain> made = ndk::SharedRefBase::make<Plain>();
+        watch = made;
+        EXPECT_EQ(made, made->ref<Plain>()) << "ref() gave another owner than make()";
+    }
+    EXPECT_TRUE(watch.expired()) << "the object outlived its owners";
 }
 
 }  // namespace

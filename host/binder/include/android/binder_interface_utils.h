@@ -16,7 +16,10 @@
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 
+#include <atomic>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -28,7 +31,15 @@ namespace ndk {
 class SharedRefBase {
   public:
     SharedRefBase() = default;
-    virtual ~SharedRefBase() = default;
+    // Misuse that a device catches here too, aborting with a message: an object that no
+    // shared_ptr from ref() ever owned (on the stack, from std::make_shared, plain new and
+    // delete), and one destroyed while its owners still count it alive (owned twice).
+    virtual ~SharedRefBase() {
+        if (!mRefMade.load())
+            misuse("no ref created during its lifetime: make it with SharedRefBase::make");
+        if (!mSelf.expired())
+            misuse("destroyed while still owned: is it owned twice?");
+    }
     SharedRefBase(const SharedRefBase&) = delete;
     SharedRefBase& operator=(const SharedRefBase&) = delete;
 
@@ -40,6 +51,7 @@ class SharedRefBase {
         std::call_once(mOwnerOnce, [&] {
             self = std::shared_ptr<SharedRefBase>(this);
             mSelf = self;
+            mRefMade.store(true);
         });
         if (self == nullptr)
             self = mSelf.lock();
@@ -60,7 +72,13 @@ class SharedRefBase {
     static void operator delete(void* p) { ::operator delete(p); }
 
   private:
+    [[noreturn]] static void misuse(const char* what) {
+        std::fprintf(stderr, "ndk::SharedRefBase: %s\n", what);
+        std::abort();
+    }
+
     std::once_flag mOwnerOnce;
+    std::atomic<bool> mRefMade{false};
     std::weak_ptr<SharedRefBase> mSelf;
 };
 
