@@ -2,18 +2,24 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The NDK's AServiceManager_* functions over ServiceManager, for the calling thread's process.
+// The NDK's AServiceManager_* functions over ServiceManager, for the calling thread's process;
+// in a process that opted into sockets, the default process's go to the other processes instead.
 
 #include <android/binder_manager.h>
 
 #include <chrono>
+#include <optional>
 
 #include "InjectedFailures.h"
 #include "Process.h"
+#include "ProcessRegistry.h"
 #include "ServiceManager.h"
+#include "SocketTransport.h"
 #include "ThreadContext.h"
 
+using hostbinder::ProcessRegistry;
 using hostbinder::ServiceManager;
+using hostbinder::SocketTransport;
 using hostbinder::ThreadContext;
 
 namespace {
@@ -28,6 +34,19 @@ AIBinder* handOver(ndk::SpAIBinder binder) {
     return raw;
 }
 
+// The socket transport, when the calling thread's process is the real one and it opted in.
+SocketTransport* sockets() {
+    if (&ThreadContext::current().process() != &ProcessRegistry::instance().defaultProcess())
+        return nullptr;
+    return SocketTransport::instance();
+}
+
+ndk::SpAIBinder getService(const char* instance, std::optional<std::chrono::milliseconds> timeout) {
+    if (SocketTransport* transport = sockets())
+        return transport->getService(instance, timeout);
+    return ServiceManager::instance().get(instance, ThreadContext::current().processRef(), timeout);
+}
+
 }  // namespace
 
 binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
@@ -36,20 +55,19 @@ binder_exception_t AServiceManager_addService(AIBinder* binder, const char* inst
     const binder_exception_t failure = hostbinder::injected::addServiceFailure.load();
     if (failure != EX_NONE)
         return failure;
+    if (SocketTransport* transport = sockets())
+        return transport->addService(binder, instance);
     return ServiceManager::instance().add(binder, instance);
 }
 
 AIBinder* AServiceManager_checkService(const char* instance) {
-    return handOver(ServiceManager::instance().get(instance, ThreadContext::current().processRef(),
-                                                   std::chrono::milliseconds(0)));
+    return handOver(getService(instance, std::chrono::milliseconds(0)));
 }
 
 AIBinder* AServiceManager_getService(const char* instance) {
-    return handOver(ServiceManager::instance().get(instance, ThreadContext::current().processRef(),
-                                                   kGetServiceTimeout));
+    return handOver(getService(instance, kGetServiceTimeout));
 }
 
 AIBinder* AServiceManager_waitForService(const char* instance) {
-    return handOver(ServiceManager::instance().get(instance, ThreadContext::current().processRef(),
-                                                   std::nullopt));
+    return handOver(getService(instance, std::nullopt));
 }

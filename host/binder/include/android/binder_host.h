@@ -50,6 +50,14 @@
 //     ABinderHost_waitForIdle();
 //     client.kill();  // daemon's death recipient for the callback fires
 //
+// Real processes: a process whose environment has PLIM_BINDER_SOCKET_DIR (a directory, made if
+// missing, mode 0700) when it first calls the service manager talks binder with the other
+// processes using the same directory, over Unix-domain sockets: its default process registers
+// and finds services there, and proxies reach objects of the other processes. Optionally
+// PLIM_BINDER_SOCKET_GID (a numeric group id) also lets that group's processes connect.
+// Simulated processes keep using the in-process service manager. What is carried and what not
+// yet is described in src/SocketTransport.h.
+//
 // Threads: every function may be called from any thread, except where noted.
 
 #pragma once

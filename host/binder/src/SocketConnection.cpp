@@ -1,0 +1,138 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+#include "SocketConnection.h"
+
+#include <errno.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace hostbinder {
+
+namespace {
+
+constexpr size_t kReadChunk = 64 * 1024;
+
+bool toAddress(const std::string& path, sockaddr_un* address) {
+    std::memset(address, 0, sizeof(*address));
+    address->sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address->sun_path)) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    std::memcpy(address->sun_path, path.c_str(), path.size() + 1);
+    return true;
+}
+
+}  // namespace
+
+SocketConnection::SocketConnection(int fd) : mFd(fd) {
+    ucred credentials{};
+    socklen_t size = sizeof(credentials);
+    if (getsockopt(mFd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0 &&
+        size == sizeof(credentials)) {
+        mPeer = {credentials.pid, credentials.uid, credentials.gid};
+        mHasPeer = true;
+    }
+}
+
+SocketConnection::~SocketConnection() {
+    close(mFd);
+}
+
+std::unique_ptr<SocketConnection> SocketConnection::connectTo(const std::string& path) {
+    sockaddr_un address;
+    if (!toAddress(path, &address))
+        return nullptr;
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return nullptr;
+    int result;
+    do {
+        result = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        const int error = errno;
+        close(fd);
+        errno = error;
+        return nullptr;
+    }
+    return std::make_unique<SocketConnection>(fd);
+}
+
+bool SocketConnection::send(const Frame& frame) {
+    std::vector<uint8_t> bytes;
+    if (!encodeFrame(frame, &bytes))
+        return false;
+    MutexLock lock(mWriteLock);
+    size_t sent = 0;
+    while (sent < bytes.size()) {
+        // MSG_NOSIGNAL: a peer that died is an error to report, not a reason to die too.
+        const ssize_t n = ::send(mFd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        sent += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+SocketConnection::ReadResult SocketConnection::receive(Frame* frame) {
+    for (;;) {
+        size_t consumed = 0;
+        switch (decodeFrame(mBuffer.data(), mBuffer.size(), frame, &consumed)) {
+            case DecodeResult::kOk:
+                mBuffer.erase(mBuffer.begin(), mBuffer.begin() + static_cast<long>(consumed));
+                return ReadResult::kFrame;
+            case DecodeResult::kMalformed:
+                return ReadResult::kMalformed;
+            case DecodeResult::kNeedMore:
+                break;
+        }
+        const size_t used = mBuffer.size();
+        mBuffer.resize(used + kReadChunk);
+        ssize_t n;
+        do {
+            n = recv(mFd, mBuffer.data() + used, kReadChunk, 0);
+        } while (n < 0 && errno == EINTR);
+        mBuffer.resize(used + (n > 0 ? static_cast<size_t>(n) : 0));
+        if (n <= 0)
+            return ReadResult::kClosed;
+    }
+}
+
+void SocketConnection::shutdown() {
+    ::shutdown(mFd, SHUT_RDWR);
+}
+
+int listenAt(const std::string& path, gid_t group) {
+    sockaddr_un address;
+    if (!toAddress(path, &address))
+        return -1;
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return -1;
+    unlink(path.c_str());
+    // The mode is set after bind (a socket's file takes none at creation); until then the
+    // directory's own mode and the credential check on accept keep strangers out.
+    const mode_t mode = group == static_cast<gid_t>(-1) ? 0600 : 0660;
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        chmod(path.c_str(), mode) != 0 ||
+        (group != static_cast<gid_t>(-1) &&
+         chown(path.c_str(), static_cast<uid_t>(-1), group) != 0) ||
+        listen(fd, SOMAXCONN) != 0) {
+        const int error = errno;
+        close(fd);
+        errno = error;
+        return -1;
+    }
+    return fd;
+}
+
+}  // namespace hostbinder

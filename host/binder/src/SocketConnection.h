@@ -1,0 +1,67 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// One Unix-domain stream socket between two processes, carrying Frames, and who is at the other
+// end as the kernel vouches for it (SO_PEERCRED), not as the peer claims.
+//
+// Threads: send from any thread (frames never interleave); receive from one reader thread;
+// shutdown from any thread, to wake that reader.
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Frame.h"
+#include "Mutex.h"
+
+namespace hostbinder {
+
+struct PeerCredentials {
+    pid_t pid = 0;
+    uid_t uid = 0;
+    gid_t gid = 0;
+};
+
+class SocketConnection {
+  public:
+    enum class ReadResult { kFrame, kClosed, kMalformed };
+
+    // Takes ownership of a connected socket.
+    explicit SocketConnection(int fd);
+    ~SocketConnection();
+    SocketConnection(const SocketConnection&) = delete;
+    SocketConnection& operator=(const SocketConnection&) = delete;
+
+    // A connection to the socket at path; null (errno set) if nobody listens there.
+    static std::unique_ptr<SocketConnection> connectTo(const std::string& path);
+
+    // False if the credentials could not be read (the connection is then useless).
+    bool hasPeer() const { return mHasPeer; }
+    const PeerCredentials& peer() const { return mPeer; }
+
+    // False if the frame cannot be encoded or the socket is broken.
+    bool send(const Frame& frame) HOST_EXCLUDES(mWriteLock);
+    // The next frame; kClosed at the end of the stream (even mid-frame) or on shutdown.
+    ReadResult receive(Frame* frame);
+    // Ends the connection in both directions; the reader sees kClosed.
+    void shutdown();
+
+  private:
+    const int mFd;
+    PeerCredentials mPeer;
+    bool mHasPeer = false;
+    Mutex mWriteLock;
+    // Bytes read but not decoded yet: the reader's own.
+    std::vector<uint8_t> mBuffer;
+};
+
+// A listening socket at path (an old file there is replaced) that only its owner, or also
+// members of group when group is not -1, may connect to. -1 (errno set) on failure.
+int listenAt(const std::string& path, gid_t group);
+
+}  // namespace hostbinder
