@@ -7,12 +7,15 @@ cd "$(dirname "$0")/.."
 instance="${1:-0}"
 scripts/install-deps.sh
 cmake -S . -B build/gcc -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo > /dev/null
-ninja -C build/gcc plim-modem
+ninja -C build/gcc plim-modem plim-modem-cli
 # The host daemon's MBN tree: a fresh sample in place of the device's fixed root.
 export PLIM_MBN_ROOT="$(scripts/make-mbn-tree.sh "${PWD}/build/gcc/mbn-sample/generic")"
 echo "MBN tree: ${PLIM_MBN_ROOT}"
 # The simulated modem keeps its state here across daemon restarts, as a real modem would.
 export PLIM_MODEM_STATE_DIR="${PWD}/build/gcc/modem-state"
 echo "modem state: ${PLIM_MODEM_STATE_DIR}"
+# Binder between real processes: clients that use the same directory reach the daemon.
+export PLIM_BINDER_SOCKET_DIR="${PLIM_BINDER_SOCKET_DIR:-/tmp/plim-modem-$(id -u)}"
+echo "binder sockets: ${PLIM_BINDER_SOCKET_DIR}; in another terminal: scripts/modem-cli.sh --help"
 echo "starting plim-modem -i ${instance} (Ctrl-C stops it)"
 exec build/gcc/service/plim-modem -i "${instance}"

@@ -168,6 +168,10 @@ SocketTransport* SocketTransport::instance() {
                          std::strerror(errno));
             std::abort();
         }
+        // A process that exits normally takes its socket file with it; a killed one's stays,
+        // refused by the next connect, and its random name is never reused.
+        static SocketTransport* self = created;
+        std::atexit([] { unlink(self->path().c_str()); });
         return created;
     }();
     return transport;
