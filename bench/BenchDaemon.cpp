@@ -17,12 +17,6 @@
 
 namespace com::vyr::plim::bench {
 
-int64_t steadyNowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-                   std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-}
-
 using aidl::vendor::vyr::plim::modem::BnModemResponse;
 using aidl::vendor::vyr::plim::modem::IModem;
 using aidl::vendor::vyr::plim::modem::ResponseInfo;

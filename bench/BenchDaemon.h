@@ -15,13 +15,11 @@
 #include <plim/Looper.h>
 
 #include "FutexFlag.h"
+#include "SteadyClock.h"
 
 namespace com::vyr::plim::bench {
 
 class PingResponse;
-
-/** Monotonic time in nanoseconds. */
-int64_t steadyNowNs();
 
 /**
  * Daemon instance 0 on the simulated modem in this process, as on a device (main looper thread,

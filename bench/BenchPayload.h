@@ -12,6 +12,8 @@
 
 #include <plim/Param.h>
 
+#include "SteadyClock.h"
+
 namespace com::vyr::plim::bench {
 
 /** Where the loop thread reports what it handled; shared by both loopers' handlers. */
@@ -29,12 +31,6 @@ class BenchPayload : public Param {
     const int64_t postedAtNs;
     bool stall = false;
 };
-
-inline int64_t steadyNowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-                   std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-}
 
 /** What both loopers' handlers do with a payload, on the loop thread. */
 inline void consume(Sink& sink, const BenchPayload& payload) {

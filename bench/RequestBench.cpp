@@ -21,34 +21,10 @@
 #include "BenchDaemon.h"
 #include "FutexFlag.h"
 #include "RatioReporter.h"
+#include "RoundTrips.h"
 
 namespace com::vyr::plim::bench {
 namespace {
-
-constexpr uint32_t SAMPLES = 20'000;
-
-/**
- * Runs SAMPLES round trips `roundTrip(i)`, i from 1, each returning when it ended; reports p50,
- * p99 and their rate.
- */
-template <typename RoundTrip>
-void measure(benchmark::State& state, RoundTrip roundTrip) {
-    std::vector<int64_t> samples;
-    samples.reserve(SAMPLES);
-    int64_t totalNs = 0;
-    for (auto _ : state) {
-        int64_t begin = steadyNowNs();
-        for (uint32_t i = 1; i <= SAMPLES; ++i) {
-            int64_t start = steadyNowNs();
-            samples.push_back(roundTrip(i) - start);
-        }
-        totalNs = steadyNowNs() - begin;
-    }
-    std::sort(samples.begin(), samples.end());
-    state.counters["p50_ns"] = static_cast<double>(samples[samples.size() / 2]);
-    state.counters["p99_ns"] = static_cast<double>(samples[samples.size() * 99 / 100]);
-    state.counters["per_second"] = static_cast<double>(samples.size()) * 1e9 / totalNs;
-}
 
 void FutexPingPong(benchmark::State& state) {
     FutexFlag ping;

@@ -21,10 +21,10 @@ ResponseWaiter::ResponseWaiter(int32_t serial, std::string method)
     : serial_(serial), method_(std::move(method)) {}
 
 void ResponseWaiter::offer(Reply reply) {
+    std::lock_guard<std::mutex> lock(mutex_);
     if (reply.serial != serial_ || reply.method != method_) {
         return;
     }
-    std::lock_guard<std::mutex> lock(mutex_);
     if (!answered_) {
         answered_ = true;
         reply_ = std::move(reply);
@@ -36,6 +36,12 @@ void ResponseWaiter::daemonDied() {
     std::lock_guard<std::mutex> lock(mutex_);
     died_ = true;
     changed_.notify_all();
+}
+
+void ResponseWaiter::expect(int32_t serial) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    serial_ = serial;
+    answered_ = false;
 }
 
 ResponseWaiter::Outcome ResponseWaiter::wait(std::chrono::milliseconds timeout, Reply* reply) {

@@ -51,9 +51,12 @@ class ResponseWaiter {
     void daemonDied();
     /** Waits for the answer or the daemon's death, at most `timeout`. */
     Outcome wait(std::chrono::milliseconds timeout, Reply* reply);
+    /** From now on waits for the answer to `serial` instead, forgetting an earlier answer: a
+     *  client that keeps its callbacks registered across requests. */
+    void expect(int32_t serial);
 
   private:
-    const int32_t serial_;
+    int32_t serial_;
     const std::string method_;
     std::mutex mutex_;
     std::condition_variable changed_;
