@@ -123,6 +123,10 @@ binder_status_t InProcessTransport::transact(RemoteBinder& proxy, transaction_co
     }
     const std::shared_ptr<Node> node = static_cast<NodeRef&>(proxy.ref()).nodeRef();
     const std::shared_ptr<Process>& dest = node->owner;
+    // Released when the transaction is gone, run or cancelled.
+    const size_t onewayBytes = oneway ? data.dataSize() : 0;
+    if (oneway && !dest->reserveOnewayBytes(onewayBytes))
+        return STATUS_FAILED_TRANSACTION;
     std::unique_ptr<AParcel> incoming = copyInto(data, dest);
     const ThreadContext::Caller caller{oneway ? 0 : proxy.process().pid(), proxy.process().uid()};
     std::shared_ptr<ReplySlot> slot = oneway ? nullptr : std::make_shared<ReplySlot>();
@@ -130,10 +134,13 @@ binder_status_t InProcessTransport::transact(RemoteBinder& proxy, transaction_co
     std::unique_ptr<Work> ready;
     {
         MutexLock lock(node->lock);
-        if (node->dead)
+        if (node->dead) {
+            dest->releaseOnewayBytes(onewayBytes);
             return STATUS_DEAD_OBJECT;
+        }
         auto work = std::make_unique<IncomingTransaction>(NodeHold::acquireLocked(*node, node),
-                                                          code, std::move(incoming), slot, caller);
+                                                          code, std::move(incoming), slot, caller,
+                                                          onewayBytes);
         if (!oneway) {
             auto& unanswered = node->unanswered;
             unanswered.erase(

@@ -7,6 +7,7 @@
 #include "InProcessTransport.h"
 #include "LocalBinder.h"
 #include "Parcel.h"
+#include "Process.h"
 #include "ReplySlot.h"
 
 namespace hostbinder {
@@ -14,15 +15,19 @@ namespace hostbinder {
 IncomingTransaction::IncomingTransaction(NodeHold hold, transaction_code_t code,
                                          std::unique_ptr<AParcel> data,
                                          std::shared_ptr<ReplySlot> slot,
-                                         ThreadContext::Caller caller)
+                                         ThreadContext::Caller caller, size_t onewayBytes)
     : mPending(hold.node()->owner),
       mHold(std::move(hold)),
       mCode(code),
       mData(std::move(data)),
       mSlot(std::move(slot)),
-      mCaller(caller) {}
+      mCaller(caller),
+      mOnewayBytes(onewayBytes) {}
 
-IncomingTransaction::~IncomingTransaction() = default;
+IncomingTransaction::~IncomingTransaction() {
+    if (mOnewayBytes != 0)
+        mHold.node()->owner->releaseOnewayBytes(mOnewayBytes);
+}
 
 void IncomingTransaction::run() {
     Node& node = *mHold.get();

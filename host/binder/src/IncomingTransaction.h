@@ -10,6 +10,7 @@
 
 #include <android/binder_ibinder.h>
 
+#include <cstddef>
 #include <memory>
 
 #include "NodeHold.h"
@@ -23,9 +24,11 @@ class ReplySlot;
 
 class IncomingTransaction : public Work {
   public:
-    // slot is null for a oneway transaction.
+    // slot is null for a oneway transaction, which holds onewayBytes of its process's oneway
+    // buffer until it is gone.
     IncomingTransaction(NodeHold hold, transaction_code_t code, std::unique_ptr<AParcel> data,
-                        std::shared_ptr<ReplySlot> slot, ThreadContext::Caller caller);
+                        std::shared_ptr<ReplySlot> slot, ThreadContext::Caller caller,
+                        size_t onewayBytes = 0);
     ~IncomingTransaction() override;
 
     void run() override;
@@ -39,6 +42,7 @@ class IncomingTransaction : public Work {
     std::unique_ptr<AParcel> mData;
     const std::shared_ptr<ReplySlot> mSlot;
     const ThreadContext::Caller mCaller;
+    const size_t mOnewayBytes;
 };
 
 }  // namespace hostbinder

@@ -147,4 +147,17 @@ void Process::joinThreads() {
     }
 }
 
+bool Process::reserveOnewayBytes(size_t bytes) {
+    MutexLock lock(mLock);
+    if (bytes > kOnewayBufferBytes - mOnewayBytes)
+        return false;
+    mOnewayBytes += bytes;
+    return true;
+}
+
+void Process::releaseOnewayBytes(size_t bytes) {
+    MutexLock lock(mLock);
+    mOnewayBytes -= bytes;
+}
+
 }  // namespace hostbinder

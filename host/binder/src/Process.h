@@ -29,6 +29,10 @@ namespace hostbinder {
 
 class Process : public std::enable_shared_from_this<Process> {
   public:
+    // A device's receiving process shares about half its 1 MiB transaction buffer among the
+    // oneway transactions queued for it.
+    static constexpr size_t kOnewayBufferBytes = (1024 * 1024 - 8 * 1024) / 2;
+
     Process(std::string name, pid_t pid, uid_t uid);
     ~Process();
     Process(const Process&) = delete;
@@ -55,6 +59,12 @@ class Process : public std::enable_shared_from_this<Process> {
     // Second half: waits for the running work to return and the pool threads to end.
     void joinThreads() HOST_EXCLUDES(mLock);
 
+    // The buffer that oneway transactions queued for this process share, as a device's
+    // receiving process has: a transaction that would overfill it fails
+    // (STATUS_FAILED_TRANSACTION) until queued ones have run. False when `bytes` do not fit.
+    bool reserveOnewayBytes(size_t bytes) HOST_EXCLUDES(mLock);
+    void releaseOnewayBytes(size_t bytes) HOST_EXCLUDES(mLock);
+
   private:
     void serve() HOST_EXCLUDES(mLock);
     void startThreadLocked() HOST_REQUIRES(mLock);
@@ -73,6 +83,7 @@ class Process : public std::enable_shared_from_this<Process> {
     uint32_t mLazyThreads HOST_GUARDED_BY(mLock) = 0;
     size_t mIdleThreads HOST_GUARDED_BY(mLock) = 0;
     bool mStopping HOST_GUARDED_BY(mLock) = false;
+    size_t mOnewayBytes HOST_GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace hostbinder

@@ -223,6 +223,36 @@ TEST_F(TransactionTest, Transact_WhenOverTransactionBuffer_FailsFailedTransactio
             << "a call past the buffer went through";
 }
 
+// As on a device: oneway calls queued for one process share half the buffer, whichever object
+// they go to, until they have run.
+TEST_F(TransactionTest, Transact_WhenReceiverStopsReading_OnewayFailsOnceItsBufferIsFull) {
+    Latch release;
+    std::atomic<int> ran{0};
+    auto handler = [&](auto, auto, auto) {
+        release.wait();
+        ++ran;
+        return STATUS_OK;
+    };
+    ndk::SpAIBinder objects[2] = {serve(handler), serve(handler)};
+    auto onewayOf = [&](const ndk::SpAIBinder& proxy) {
+        ndk::ScopedAParcel in;
+        AIBinder_prepareTransaction(proxy.get(), in.getR());
+        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(100 * 1024));
+        ndk::ScopedAParcel out;
+        return AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), FLAG_ONEWAY);
+    };
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(STATUS_OK, onewayOf(objects[i % 2])) << "call " << i << " should still fit";
+    }
+    EXPECT_EQ(STATUS_FAILED_TRANSACTION, onewayOf(objects[1]))
+            << "a sixth 100 KiB call fit in a buffer of about 508 KiB";
+    release.open();
+    ABinderHost_waitForIdle();
+    EXPECT_EQ(5, ran.load()) << "the accepted calls did not all run";
+    EXPECT_EQ(STATUS_OK, onewayOf(objects[0])) << "the buffer was not freed after the calls ran";
+    ABinderHost_waitForIdle();
+}
+
 TEST_F(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComesBackAsItself) {
     std::mutex mutex;
     // Kept, so that the first proxy is still alive when the object arrives again.

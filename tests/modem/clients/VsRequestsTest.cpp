@@ -9,10 +9,12 @@
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <plim/Log.h>
@@ -429,6 +431,50 @@ TEST_F(VsRequestsTest, GetBuildId_WithMalformedUtf8_ArrivesGarbledNotLost) {
     Control::editState([](State& s) { s.buildId = "PLIM\x80-1"; });
     EXPECT_EQ(response("respondGetBuildId", 1, 0, describeResult(std::string("PLIM\xc2\x80-1"))),
               ask([](IModem& m) { m.getBuildId(1); }));
+}
+
+// A client that stops reading: its responses queue in its share of the binder buffer until
+// that is full, then the daemon's response calls fail, each logged; the daemon serves on, and
+// the client gets exactly the responses that were accepted once it reads again.
+TEST_F(VsRequestsTest, Responses_WhenClientStopsReading_FailLoggedAndDaemonServesOn) {
+    constexpr int kRequests = 60;
+    Control::editState([](State& s) { s.efsFiles[{0, 40}] = pattern(10240); });
+    test::TestClient quiet("quiet");  // no binder threads: nothing it is sent is read
+    std::shared_ptr<IModem> quietModem = quiet.connect(0);
+    ASSERT_NE(nullptr, quietModem) << "the quiet client found no service";
+    quiet.run([&] {
+        for (int serial = 1; serial <= kRequests; ++serial) {
+            quietModem->readEfs(serial, 40, 0);
+        }
+    });
+    // Not waitForIdle(): what is queued to the quiet client stays queued.
+    auto failures = [&] {
+        const std::vector<std::string> lines = log_.texts("modem-resp");
+        return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [](auto& line) {
+            return line.rfind("respondReadEfs: exception = ", 0) == 0;
+        }));
+    };
+    auto attempts = [&] {
+        return log_.count(Log::INFO, "modem-resp", "respondReadEfs: succeed") + failures();
+    };
+    for (int wait = 0; attempts() < kRequests && wait < 1000; ++wait) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ASSERT_EQ(static_cast<size_t>(kRequests), attempts()) << "a request was never answered";
+    const size_t failed = failures();
+    EXPECT_GT(failed, 0u) << "60 responses of 10 KiB fit a buffer of about half a MiB";
+    EXPECT_LT(failed, static_cast<size_t>(kRequests)) << "no response was accepted at all";
+
+    quiet.startThreads();
+    EXPECT_TRUE(quiet.waitForCalls(kRequests - failed)) << "accepted responses were lost";
+    daemon_.waitForIdle();
+    EXPECT_EQ(kRequests - failed, quiet.takeCalls().size()) << "a failed response arrived anyway";
+
+    // Registering again takes the daemon's callback back; requests are answered as ever.
+    modem_ = client_.connect(0);
+    ASSERT_NE(nullptr, modem_) << "the reading client lost the service";
+    EXPECT_EQ(response("respondGetQstMode", 99, 0, describeResult(0)),
+              ask([](IModem& m) { m.getQstMode(99); }));
 }
 
 }  // namespace

@@ -30,8 +30,11 @@
 //  - A two-way call into a process whose thread is itself waiting in a call to the caller runs on
 //    that process's pool, not on the waiting thread (a device reuses it): such a process needs a
 //    started pool.
-//  - The transaction buffer limits each transaction (1 MiB - 8 KiB two-way, half that oneway),
-//    not the sum of those in flight.
+//  - The transaction buffer limits each two-way transaction (1 MiB - 8 KiB), not the sum of
+//    those in flight. Oneway transactions are limited as on a device: those queued for one
+//    simulated process share half that, so a process that stops reading makes further oneway
+//    calls to it fail with STATUS_FAILED_TRANSACTION until it reads again (the socket transport
+//    between real processes does not limit them yet).
 //  - Proxies held by a killed process keep their objects alive until they are dropped.
 //
 // Typical test, with the daemon in the default process:
