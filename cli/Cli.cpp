@@ -20,6 +20,9 @@
 #include "Commands.h"
 #include "Output.h"
 #include "Response.h"
+#ifdef PLIM_CLI_SIM_COMMANDS
+#include "SimCommands.h"
+#endif
 
 namespace com::vyr::plim::cli {
 
@@ -53,6 +56,10 @@ void printUsage(std::ostream& err) {
     for (const Command& command : commands()) {
         err << "  " << synopsis(command) << "\n      " << command.help << "\n";
     }
+#ifdef PLIM_CLI_SIM_COMMANDS
+    err << "  sim [--control PATH] COMMAND [ARGS]\n      host only: steers the simulated modem "
+           "(sim --help)\n";
+#endif
     err << "\nN: a 32-bit integer, decimal or 0x hex. B: a byte, 0..255 or -128..127 (its bits "
            "are sent).\nTEXT, PATH: sent as their bytes. HEX: pairs of hex digits. FILE: at most "
         << kMaxDataFile
@@ -241,6 +248,18 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     }
     if (static_cast<size_t>(first) >= args.size() + 1) {
         return usageError(err, "missing subcommand");
+    }
+    if (storage[first] == std::string("sim")) {
+#ifdef PLIM_CLI_SIM_COMMANDS
+        // The simulator's socket is named apart from any instance, and its reply is one line.
+        if (options.instance != 0 || options.json || options.serial) {
+            return usageError(err, "sim: of the options only --timeout applies");
+        }
+        return runSim(std::vector<std::string>(storage.begin() + first + 1, storage.end()),
+                      options.timeoutSeconds, out, err);
+#else
+        return usageError(err, "sim: not available on this build");
+#endif
     }
     const Command* command = findCommand(storage[first]);
     if (command == nullptr) {

@@ -9,4 +9,6 @@ cd "$(dirname "$0")/.."
     ninja -C build/gcc plim-modem-cli > /dev/null
 }
 export PLIM_BINDER_SOCKET_DIR="${PLIM_BINDER_SOCKET_DIR:-/tmp/plim-modem-$(id -u)}"
+# `sim` steers instance 0's simulated modem unless told otherwise.
+export PLIM_MODEM_SIM_CONTROL="${PLIM_MODEM_SIM_CONTROL:-${PLIM_BINDER_SOCKET_DIR}/modem-sim-0}"
 exec build/gcc/cli/plim-modem-cli "$@"

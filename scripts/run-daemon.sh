@@ -16,6 +16,10 @@ export PLIM_MODEM_STATE_DIR="${PWD}/build/gcc/modem-state"
 echo "modem state: ${PLIM_MODEM_STATE_DIR}"
 # Binder between real processes: clients that use the same directory reach the daemon.
 export PLIM_BINDER_SOCKET_DIR="${PLIM_BINDER_SOCKET_DIR:-/tmp/plim-modem-$(id -u)}"
+# The simulated modem's control socket, for `plim-modem-cli sim`. The library opens it as it is
+# first used, before the binder makes the directory, hence the mkdir.
+export PLIM_MODEM_SIM_CONTROL="${PLIM_BINDER_SOCKET_DIR}/modem-sim-${instance}"
+mkdir -p -m 0700 "${PLIM_BINDER_SOCKET_DIR}"
 echo "binder sockets: ${PLIM_BINDER_SOCKET_DIR}; in another terminal: scripts/modem-cli.sh --help"
 echo "starting plim-modem -i ${instance} (Ctrl-C stops it)"
 exec build/gcc/service/plim-modem -i "${instance}"

@@ -10,6 +10,8 @@
 #include <thread>
 #include <utility>
 
+#include "ControlChannel.h"
+
 namespace modemsim {
 
 namespace {
@@ -24,12 +26,15 @@ std::vector<uint8_t> serviceIdBytes(int32_t serviceId) {
 
 Modem::Modem() {
     const char* dir = std::getenv(kStateDirVariable);
-    if (dir == nullptr || *dir == '\0')
-        return;
-    MutexLock lock(mLock);
-    mStateFile.emplace(dir);
-    if (std::optional<State> saved = mStateFile->load())
-        mDevice.settings = std::move(*saved);
+    if (dir != nullptr && *dir != '\0') {
+        MutexLock lock(mLock);
+        mStateFile.emplace(dir);
+        if (std::optional<State> saved = mStateFile->load())
+            mDevice.settings = std::move(*saved);
+    }
+    // Last, with the saved state in place: the channel's thread may take a command at once (it
+    // reaches this modem through instance(), which waits for the constructor to return).
+    ControlChannel::openFromEnvironment();
 }
 
 Modem& Modem::instance() {

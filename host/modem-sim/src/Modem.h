@@ -88,7 +88,8 @@ class Modem {
     bool waitForIdle(std::chrono::milliseconds timeout);
 
   private:
-    // Loads the saved state when the environment names a state directory.
+    // Loads the saved state when the environment names a state directory, and opens the control
+    // channel when it names a socket.
     Modem();
 
     FaultPlan::Admission admit(const char* function, std::string args) HOST_EXCLUDES(mLock);

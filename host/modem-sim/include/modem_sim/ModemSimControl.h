@@ -39,6 +39,25 @@
 //    under way) is read from it then and saved there after every change, atomically, so that a
 //    daemon that restarts finds the modem as it left it, as with a real modem. reset() goes back
 //    to power-on, and so does the saved state at the next change.
+//  - Control channel. When the environment variable PLIM_MODEM_SIM_CONTROL names a socket path
+//    as the library is first used, the library listens there (a Unix-domain stream socket, mode
+//    0600, replacing a socket left by an earlier process, removed at exit) on a thread of its own,
+//    so that a running daemon's modem can be steered from outside (plim-modem-cli's `sim`
+//    subcommands). Only processes of the library's own user are served; others are logged on
+//    stderr and disconnected. A client sends lines of text (at most 1024 bytes, words separated
+//    by spaces, numbers in decimal), as many as it likes; each gets one reply line, "ok" (for
+//    state, followed by the summary) or "error: <why>" with nothing changed. An overlong line
+//    also ends the connection. The commands call this header's functions:
+//      restart <ms>                              restartModem
+//      service <id 1..255> up|down               setServiceAvailable
+//      fail <function> <count> <result> [skip]   failNextCalls (count 0 cancels)
+//      latency <function|*> <microseconds>       setLatency (* = every function)
+//      connect-delay <ms>                        setConnectDelay
+//      state       "ok operatingMode=0 nrNetworkMode=0 vonrMode=0 nv=0 efs=0 efsDirs=2
+//                  properties=0 pdcConfigs=0 reboots=0" from state(); nv..pdcConfigs count
+//                  the entries State holds
+//      help        "ok " and the commands' synopses, "|"-separated
+//    Milliseconds go up to an hour, microseconds to a minute; a function is a C name (modem_...).
 //  - modem_subsystem_reboot() returns 0, then behaves like restartModem() with the reboot
 //    downtime: every service drops at once and comes back after it.
 //
@@ -117,6 +136,8 @@ namespace modemsim {
 
 /** The environment variable naming the directory the modem's state is kept in. */
 inline constexpr const char* kStateDirVariable = "PLIM_MODEM_STATE_DIR";
+/** The environment variable naming the control channel's socket (see the top of this file). */
+inline constexpr const char* kControlSocketVariable = "PLIM_MODEM_SIM_CONTROL";
 
 /** One call of the library's C API, as it was received. */
 struct Call {
