@@ -1,0 +1,172 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// What goes wrong between real processes: a client or the daemon killed mid-request, the modem
+// restarting under traffic, a stranger knocking. The modem is slowed or restarted through the
+// simulated library's control socket (`plim-modem-cli sim ...`).
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "Processes.h"
+
+namespace com::vyr::plim::e2e {
+namespace {
+
+constexpr const char* kBuildId = "get-build-id: error 0 (OK), result: PLIM.SIM.1.0-00042\n";
+
+size_t occurrences(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+class FailuresTest : public E2eTest {
+  protected:
+    /** Makes every build id request take `micros` more in the modem. */
+    void slowBuildId(const char* micros) {
+        const CliResult set = cli({"sim", "latency", "modem_get_build_id", micros});
+        ASSERT_EQ(0, set.status) << "sim latency refused: " << set.out << set.err;
+    }
+};
+
+#define SKIP_WITHOUT_SIM()                                                                   \
+    if (simMissing()) {                                                                      \
+        GTEST_SKIP() << "plim-modem-cli has no `sim` control in this build: cannot slow or " \
+                        "restart the modem";                                                 \
+    }
+
+TEST_F(FailuresTest, Daemon_WhenClientKilledMidRequest_ServesTheNextClient) {
+    Process& daemon = startDaemon(0);
+    SKIP_WITHOUT_SIM();
+    slowBuildId("2000000");
+    const auto client = spawnCli({"--timeout", "60", "--serial", "4101", "get-build-id"});
+    ASSERT_TRUE(waitUntil([&] { return logged(daemon, "] getBuildId: serial = 4101\n"); }))
+            << "the request never reached the daemon:\n"
+            << daemon.err();
+    client->kill(SIGKILL);
+    ASSERT_TRUE(client->wait(60s)) << "the killed client did not end";
+    slowBuildId("0");
+    // The answer still goes out, to a client that is gone.
+    EXPECT_TRUE(waitUntil([&] { return logged(daemon, "] respondGetBuildId: serial = 4101,"); }))
+            << "the killed client's request was never answered:\n"
+            << daemon.err();
+    const CliResult next = cli({"--timeout", "30", "get-build-id"});
+    EXPECT_EQ(0, next.status) << "the next client was not served: " << next.err;
+    EXPECT_EQ(kBuildId, next.out) << "wrong answer to the next client";
+    EXPECT_TRUE(daemon.running()) << daemon.describe() << "\n" << daemon.err();
+}
+
+TEST_F(FailuresTest, Cli_WhenDaemonKilledWhileWaiting_ExitsDaemonDiedAndRestartKeepsNv) {
+    Process& daemon = startDaemon(0);
+    SKIP_WITHOUT_SIM();
+    const CliResult write = cli(
+            {"write-nv", "--nv-id", "550", "--sub-id", "0", "--index", "0", "--data", "0a0b0c"});
+    ASSERT_EQ(0, write.status) << "write-nv failed: " << write.err;
+    slowBuildId("60000000");
+    const auto waiting = spawnCli({"--timeout", "120", "--serial", "4201", "get-build-id"});
+    ASSERT_TRUE(waitUntil([&] { return logged(daemon, "] getBuildId: serial = 4201\n"); }))
+            << "the request never reached the daemon:\n"
+            << daemon.err();
+    daemon.kill(SIGKILL);
+    const auto killed = std::chrono::steady_clock::now();
+    ASSERT_TRUE(waiting->wait(60s)) << "the CLI still waits for a daemon that is gone";
+    const auto took = std::chrono::steady_clock::now() - killed;
+    EXPECT_EQ(76, waiting->exitCode()) << waiting->describe() << ": " << waiting->err();
+    EXPECT_EQ("plim-modem-cli: get-build-id: the daemon died before it answered\n", waiting->err());
+    EXPECT_LE(took, 1s) << "the CLI noticed the death late";
+    ASSERT_TRUE(daemon.wait(60s));
+    EXPECT_EQ(SIGKILL, daemon.termSignal()) << daemon.describe();
+
+    startDaemon(0);  // the same state directory
+    const CliResult read = cli({"read-nv", "--nv-id", "550", "--sub-id", "0", "--index", "0"});
+    EXPECT_EQ("read-nv: error 0 (OK), result: 0a 0b 0c\n", read.out)
+            << "the NV item written before the kill was lost: " << read.err;
+}
+
+TEST_F(FailuresTest, Requests_WhenModemRestartsMidTraffic_EachAnsweredOnceThenServedAgain) {
+    Process& daemon = startDaemon(0);
+    SKIP_WITHOUT_SIM();
+    // Subcommands, and the methods they reach in the daemon's log: VS, DMS and NAS.
+    const std::pair<std::string, std::string> kinds[] = {{"get-build-id", "BuildId"},
+                                                         {"get-operating-mode", "OperatingMode"},
+                                                         {"get-nr-network-mode", "NrNetworkMode"}};
+    // One client at a time: the daemon holds one callback, and a second client would replace it.
+    std::atomic<int> done{0};
+    std::atomic<bool> stop{false};
+    std::vector<std::pair<int, CliResult>> results;  // serial and outcome, read after join
+    std::thread traffic([&] {
+        for (int serial = 5000; !stop; ++serial) {
+            results.emplace_back(serial, cli({"--timeout", "30", "--serial", std::to_string(serial),
+                                              kinds[serial % 3].first}));
+            ++done;
+        }
+    });
+    EXPECT_TRUE(waitUntil([&] { return done >= 3; })) << "no traffic before the restart";
+    const CliResult restart = cli({"sim", "restart", "300"});
+    EXPECT_EQ(0, restart.status) << "sim restart refused: " << restart.out << restart.err;
+    // Traffic runs on through the downtime until the modem's last service is back.
+    EXPECT_TRUE(waitUntil([&] {
+        return occurrences(daemon.err(), "SAR qmi service is connected") >= 2;
+    })) << "the modem never came back from the restart:\n"
+        << daemon.err();
+    const int after = done;
+    EXPECT_TRUE(waitUntil([&] { return done >= after + 3; })) << "traffic stalled";
+    stop = true;
+    traffic.join();
+
+    const std::string log = daemon.err();
+    for (const auto& [serial, got] : results) {
+        const std::string s = std::to_string(serial);
+        const std::string& method = kinds[serial % 3].second;
+        EXPECT_TRUE(got.status == 0 || got.status == 14)
+                << method << " serial " << s << ": exit " << got.status << ", " << got.err;
+        EXPECT_EQ(1u, occurrences(log, "] get" + method + ": serial = " + s + "\n"))
+                << "serial " << s << " not received exactly once";
+        EXPECT_EQ(1u, occurrences(log, "] respondGet" + method + ": serial = " + s + ","))
+                << "serial " << s << " not answered exactly once";
+    }
+    EXPECT_EQ(kBuildId, cli({"get-build-id"}).out) << "not served again after the restart";
+    EXPECT_EQ("get-operating-mode: error 0 (OK), result: 0\n", cli({"get-operating-mode"}).out)
+            << "not served again after the restart";
+}
+
+TEST_F(FailuresTest, Daemon_WhenAnotherUidConnects_RefusesItAndServesItsOwn) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root to run the client as another user";
+    }
+    Process& daemon = startDaemon(0);
+    // Let the stranger reach the directory and the daemon's socket, so that only the daemon's
+    // own check of the peer stands in its way.
+    namespace fs = std::filesystem;
+    const fs::path binder = scratch_ + "/binder";
+    fs::permissions(binder, fs::perms::all);
+    fs::permissions(binder / "services", fs::perms::all);
+    for (const auto& entry : fs::directory_iterator(binder)) {
+        if (entry.is_socket()) {
+            fs::permissions(entry.path(), fs::perms::all);
+        }
+    }
+    const size_t callbacksBefore = occurrences(daemon.err(), "setCallback: set callbacks");
+    const auto stranger = spawnCli({"--timeout", "30", "get-build-id"}, 65534);
+    ASSERT_TRUE(stranger->wait(60s)) << "the stranger's CLI hung";
+    const int status = stranger->exitCode();
+    EXPECT_TRUE(status == 69 || status == 74 || status == 76)
+            << stranger->describe() << ": " << stranger->out() << stranger->err();
+    EXPECT_TRUE(waitUntil([&] { return logged(daemon, "refused a connection from uid 65534"); }))
+            << "the refusal was not the daemon's:\n"
+            << daemon.err();
+    EXPECT_EQ(callbacksBefore, occurrences(daemon.err(), "setCallback: set callbacks"))
+            << "the stranger got as far as setting a callback";
+    const CliResult own = cli({"--timeout", "30", "get-build-id"});
+    EXPECT_EQ(kBuildId, own.out) << "the daemon stopped serving its own user: " << own.err;
+}
+
+}  // namespace
+}  // namespace com::vyr::plim::e2e

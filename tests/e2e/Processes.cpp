@@ -1,0 +1,255 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+#include "Processes.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+extern char** environ;
+
+namespace com::vyr::plim::e2e {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string readAll(const std::string& path) {
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+/** Processes that /proc shows as this one's children, running or not yet reaped. */
+size_t childrenInProc() {
+    size_t children = 0;
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        if (!isdigit(entry.path().filename().string()[0])) {
+            continue;
+        }
+        // pid (comm) state ppid ...; comm may hold spaces and parentheses.
+        const std::string stat = readAll(entry.path().string() + "/stat");
+        const size_t close = stat.rfind(')');
+        int ppid = 0;
+        if (close != std::string::npos && sscanf(stat.c_str() + close + 1, " %*c %d", &ppid) == 1 &&
+            ppid == getpid()) {
+            ++children;
+        }
+    }
+    return children;
+}
+
+}  // namespace
+
+Process::Process(std::string name, const std::string& binary, const std::vector<std::string>& args,
+                 const Env& env, const std::string& logPrefix, std::optional<uid_t> uid)
+    : name_(std::move(name)), outPath_(logPrefix + ".out"), errPath_(logPrefix + ".err") {
+    // Everything the child needs is made before fork: after it, only system calls.
+    std::vector<std::string> strings;
+    for (char** e = environ; *e != nullptr; ++e) {
+        if (std::string(*e).rfind("PLIM_", 0) != 0) {
+            strings.emplace_back(*e);
+        }
+    }
+    for (const auto& [key, value] : env) {
+        strings.push_back(key + "=" + value);
+    }
+    std::vector<char*> envp;
+    for (std::string& s : strings) {
+        envp.push_back(s.data());
+    }
+    envp.push_back(nullptr);
+    std::vector<char*> argv{const_cast<char*>(binary.c_str())};
+    for (const std::string& arg : args) {
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    }
+    argv.push_back(nullptr);
+
+    pid_ = fork();
+    if (pid_ < 0) {
+        throw std::runtime_error("fork failed for " + name_);
+    }
+    if (pid_ == 0) {
+        const int in = open("/dev/null", O_RDONLY);
+        const int out = open(outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const int err = open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 ||
+            dup2(err, 2) < 0 ||
+            (uid && (setgroups(0, nullptr) != 0 || setgid(*uid) != 0 || setuid(*uid) != 0))) {
+            _exit(126);
+        }
+        // A test that crashes or times out takes its children along (set after setuid, which
+        // clears it).
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        execve(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+}
+
+Process::~Process() {
+    kill(SIGKILL);
+    wait(60s);
+}
+
+bool Process::wait(std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!status_) {
+        int status = 0;
+        const pid_t got = waitpid(pid_, &status, WNOHANG);
+        if (got == pid_) {
+            status_ = status;
+        } else if (got < 0 && errno != EINTR) {
+            throw std::runtime_error("waitpid failed for " + name_);
+        } else if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        } else {
+            std::this_thread::sleep_for(2ms);
+        }
+    }
+    return true;
+}
+
+void Process::kill(int signal) {
+    if (!status_) {
+        ::kill(pid_, signal);
+    }
+}
+
+int Process::exitCode() const {
+    return status_ && WIFEXITED(*status_) ? WEXITSTATUS(*status_) : -1;
+}
+
+int Process::termSignal() const {
+    return status_ && WIFSIGNALED(*status_) ? WTERMSIG(*status_) : 0;
+}
+
+std::string Process::out() const {
+    return readAll(outPath_);
+}
+
+std::string Process::err() const {
+    return readAll(errPath_);
+}
+
+std::string Process::describe() const {
+    return name_ + (!status_       ? ": running"
+                    : termSignal() ? ": killed by signal " + std::to_string(termSignal())
+                                   : ": exit " + std::to_string(exitCode()));
+}
+
+bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(10ms);
+    }
+    return true;
+}
+
+// ---- The fixture --------------------------------------------------------------------------------
+
+void E2eTest::SetUp() {
+    // Short: socket paths must fit in sun_path, MBN paths in the modem's configuration ids.
+    char dir[] = "/tmp/plim-e2e-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(dir)) << "no scratch directory";
+    scratch_ = dir;
+    // Passable by another user, for the test that runs the CLI as one.
+    fs::permissions(scratch_, fs::perms::others_exec, fs::perm_options::add);
+    mbnRoot_ = scratch_ + "/mbn";
+    for (const auto& [sub, size] : std::map<std::string, size_t>{
+                 {"row/carrier-a", 2500}, {"row/carrier-b", 900}, {"lab/test-sim", 1}}) {
+        fs::create_directories(mbnRoot_ + "/" + sub);
+        std::ofstream(mbnRoot_ + "/" + sub + "/mcfg_sw.mbn") << std::string(size, 'm');
+    }
+    fs::create_directories(mbnRoot_ + "/lab/empty");
+    std::ofstream(mbnRoot_ + "/row/README") << "not a configuration\n";
+}
+
+void E2eTest::TearDown() {
+    for (const auto& daemon : daemons_) {
+        daemon->kill(SIGTERM);
+        EXPECT_TRUE(daemon->wait(60s)) << daemon->describe() << " ignored SIGTERM";
+        const std::string log = daemon->err();
+        EXPECT_TRUE(daemon->termSignal() == SIGTERM || daemon->termSignal() == SIGKILL)
+                << daemon->describe() << " ended on its own:\n"
+                << log;
+        EXPECT_EQ(std::string::npos, log.find("Sanitizer")) << log;
+        EXPECT_EQ(std::string::npos, log.find("runtime error")) << log;
+    }
+    daemons_.clear();
+    int status = 0;
+    const pid_t left = waitpid(-1, &status, WNOHANG);
+    EXPECT_TRUE(left == -1 && errno == ECHILD) << "a child process was left behind: " << left;
+    EXPECT_EQ(0u, childrenInProc()) << "/proc still shows a child of the test";
+}
+
+E2eTest::~E2eTest() {
+    daemons_.clear();
+    if (!scratch_.empty()) {
+        std::error_code ignored;
+        fs::remove_all(scratch_, ignored);
+    }
+}
+
+Env E2eTest::env(int instance) const {
+    const std::string n = std::to_string(instance);
+    return {{"PLIM_BINDER_SOCKET_DIR", scratch_ + "/binder"},
+            {"PLIM_MODEM_STATE_DIR", scratch_ + "/state" + n},
+            {"PLIM_MBN_ROOT", mbnRoot_},
+            {"PLIM_MODEM_SIM_CONTROL", scratch_ + "/sim" + n}};
+}
+
+Process& E2eTest::startDaemon(int instance) {
+    const std::string n = std::to_string(instance);
+    daemons_.push_back(std::make_unique<Process>("daemon" + n, PLIM_MODEM_BINARY,
+                                                 std::vector<std::string>{"-i", n}, env(instance),
+                                                 logPrefix("daemon" + n)));
+    Process& daemon = *daemons_.back();
+    // Up once its last client's service is connected and a client reaches it over binder.
+    const std::string last = "[" + n +
+                             "] modemApiEventCallback: " + (instance == 0 ? "SAR" : "WDS") +
+                             " qmi service is connected";
+    EXPECT_TRUE(waitUntil([&] {
+                    return !daemon.running() ||
+                           (logged(daemon, last) &&
+                            cli({"--instance", n, "--timeout", "10", "get-build-id"}).status == 0);
+                }) &&
+                daemon.running())
+            << daemon.describe() << " never served:\n"
+            << daemon.err();
+    return daemon;
+}
+
+std::unique_ptr<Process> E2eTest::spawnCli(const std::vector<std::string>& args,
+                                           std::optional<uid_t> uid) {
+    return std::make_unique<Process>("cli", PLIM_CLI_BINARY, args, env(0), logPrefix("cli"), uid);
+}
+
+CliResult E2eTest::cli(const std::vector<std::string>& args, std::chrono::milliseconds limit) {
+    const std::unique_ptr<Process> client = spawnCli(args);
+    EXPECT_TRUE(client->wait(limit)) << "the CLI hung: " << ::testing::PrintToString(args);
+    return {client->exitCode(), client->out(), client->err()};
+}
+
+bool E2eTest::simMissing() {
+    return cli({"sim", "state"}).status == 64;
+}
+
+bool E2eTest::logged(const Process& daemon, const std::string& text) {
+    return daemon.err().find(text) != std::string::npos;
+}
+
+}  // namespace com::vyr::plim::e2e

@@ -1,0 +1,101 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// The real binaries as child processes: one launch helper for every end-to-end test, and a
+// fixture that gives each test its own scratch directory (binder sockets, modem state, MBN tree)
+// and checks at the end that no child is left behind.
+
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace com::vyr::plim::e2e {
+
+using namespace std::chrono_literals;
+using Env = std::map<std::string, std::string>;
+
+/** A child running `binary`, its stdout and stderr going to files at `logPrefix`.{out,err}. */
+class Process {
+  public:
+    /**
+     * The environment is the test's without its PLIM_* variables, plus `env`. With `uid`, the
+     * child drops its groups and runs as that user (root only). Throws if it cannot fork.
+     */
+    Process(std::string name, const std::string& binary, const std::vector<std::string>& args,
+            const Env& env, const std::string& logPrefix, std::optional<uid_t> uid = {});
+    /** Kills a child still running and reaps it. */
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /** Waits up to `timeout` for the child to end; whether it has. */
+    bool wait(std::chrono::milliseconds timeout);
+    bool running() { return !wait(0ms); }
+    void kill(int signal);
+    int exitCode() const;    // -1 while running or when ended by a signal
+    int termSignal() const;  // 0 unless ended by a signal
+    std::string out() const;
+    std::string err() const;
+    std::string describe() const;  // e.g. "cli: exit 14", for messages
+
+  private:
+    const std::string name_;
+    const std::string outPath_;
+    const std::string errPath_;
+    pid_t pid_ = -1;
+    std::optional<int> status_;
+};
+
+/** Polls `done` every 10 ms for up to `limit`; whether it came true. */
+bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 60s);
+
+struct CliResult {
+    int status;  // the exit status; -1 if it hung or died by a signal
+    std::string out;
+    std::string err;
+};
+
+class E2eTest : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+    /** Even when TearDown did not finish: no child left running, no scratch left behind. */
+    ~E2eTest() override;
+
+    /** Daemon `instance` as a process, once a client is served by it. */
+    Process& startDaemon(int instance);
+    /** Runs the CLI to its end; one still running after `limit` is killed and fails the test. */
+    CliResult cli(const std::vector<std::string>& args, std::chrono::milliseconds limit = 60s);
+    /** Starts the CLI (as `uid` if given) and leaves the waiting to the caller. */
+    std::unique_ptr<Process> spawnCli(const std::vector<std::string>& args,
+                                      std::optional<uid_t> uid = {});
+    /** Whether this build's CLI lacks the simulated modem's control (`sim`). */
+    bool simMissing();
+    static bool logged(const Process& daemon, const std::string& text);
+
+    std::string scratch_;  // this test's own directory, removed at the end
+    std::string mbnRoot_;
+
+  private:
+    Env env(int instance) const;
+    std::string logPrefix(const std::string& name) {
+        return scratch_ + "/" + name + "-" + std::to_string(++launches_);
+    }
+
+    std::vector<std::unique_ptr<Process>> daemons_;
+    std::atomic<int> launches_{0};  // CLIs may start from several threads
+};
+
+}  // namespace com::vyr::plim::e2e
