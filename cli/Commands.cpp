@@ -219,7 +219,7 @@ const ArgSpec* specOf(const Command& command, ArgKind kind) {
     return nullptr;
 }
 
-/** The spec of option --`name`, which takes a value; null if the command has none. */
+/** The argument of option --`name`, which takes a value; null if the command has none. */
 const ArgSpec* valuedOption(const Command& command, const std::string& name) {
     for (const ArgSpec& spec : command.args) {
         const bool valued = spec.kind != ArgKind::OnOff && spec.kind != ArgKind::Path;
