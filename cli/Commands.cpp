@@ -53,26 +53,26 @@ bool Args::has(const char* name) const {
 
 namespace {
 
-const ArgSpec kNvId{"nv-id", ArgKind::Int};
-const ArgSpec kEfsId{"efs-id", ArgKind::Int};
-const ArgSpec kSubId{"sub-id", ArgKind::Byte};
-const ArgSpec kIndex{"index", ArgKind::Byte};
-const ArgSpec kData{"data", ArgKind::Data};
-const ArgSpec kMode{"mode", ArgKind::Int};
-const ArgSpec kByteMode{"mode", ArgKind::Byte};
-const ArgSpec kState{"state", ArgKind::Int};
-const ArgSpec kOnOff{"on|off", ArgKind::OnOff};
+const Argument kNvId{"nv-id", ArgKind::Int};
+const Argument kEfsId{"efs-id", ArgKind::Int};
+const Argument kSubId{"sub-id", ArgKind::Byte};
+const Argument kIndex{"index", ArgKind::Byte};
+const Argument kData{"data", ArgKind::Data};
+const Argument kMode{"mode", ArgKind::Int};
+const Argument kByteMode{"mode", ArgKind::Byte};
+const Argument kState{"state", ArgKind::Int};
+const Argument kOnOff{"on|off", ArgKind::OnOff};
 // The MBN requests' subscription argument selects a configuration type.
-const ArgSpec kType{"type", ArgKind::Int};
-const ArgSpec kId{"id", ArgKind::Text};
-const ArgSpec kName{"name", ArgKind::Text};
-const ArgSpec kKey{"key", ArgKind::Text};
-const ArgSpec kValue{"value", ArgKind::Text};
-const ArgSpec kPath{"PATH", ArgKind::Path};
+const Argument kType{"type", ArgKind::Int};
+const Argument kId{"id", ArgKind::Text};
+const Argument kName{"name", ArgKind::Text};
+const Argument kKey{"key", ArgKind::Text};
+const Argument kValue{"value", ArgKind::Text};
+const Argument kPath{"PATH", ArgKind::Path};
 
 using A = const Args&;
 
-Command row(const char* name, const char* method, std::vector<ArgSpec> args, BytesAs bytesAs,
+Command row(const char* name, const char* method, std::vector<Argument> args, BytesAs bytesAs,
             const char* help, Send send) {
     return Command{name, method, std::move(args), bytesAs, help, send};
 }
@@ -210,36 +210,37 @@ const std::vector<Command>& table() {
 
 // ---- Parsing ------------------------------------------------------------------------------------
 
-const ArgSpec* specOf(const Command& command, ArgKind kind) {
-    for (const ArgSpec& spec : command.args) {
-        if (spec.kind == kind) {
-            return &spec;
+const Argument* argumentOf(const Command& command, ArgKind kind) {
+    for (const Argument& argument : command.args) {
+        if (argument.kind == kind) {
+            return &argument;
         }
     }
     return nullptr;
 }
 
 /** The argument of option --`name`, which takes a value; null if the command has none. */
-const ArgSpec* valuedOption(const Command& command, const std::string& name) {
-    for (const ArgSpec& spec : command.args) {
-        const bool valued = spec.kind != ArgKind::OnOff && spec.kind != ArgKind::Path;
-        if (valued && (name == spec.name || (spec.kind == ArgKind::Data && name == "data-file"))) {
-            return &spec;
+const Argument* valuedOption(const Command& command, const std::string& name) {
+    for (const Argument& argument : command.args) {
+        const bool valued = argument.kind != ArgKind::OnOff && argument.kind != ArgKind::Path;
+        if (valued &&
+            (name == argument.name || (argument.kind == ArgKind::Data && name == "data-file"))) {
+            return &argument;
         }
     }
     return nullptr;
 }
 
-bool parseValue(const ArgSpec& spec, const std::string& option, const std::string& value,
+bool parseValue(const Argument& argument, const std::string& option, const std::string& value,
                 Args* args, std::string* why) {
     int64_t number = 0;
-    switch (spec.kind) {
+    switch (argument.kind) {
         case ArgKind::Int:
             if (!parseInteger(value, INT32_MIN, INT32_MAX, &number)) {
                 *why = "--" + option + ": '" + value + "' is not a 32-bit integer";
                 return false;
             }
-            args->set(spec.name, static_cast<int32_t>(number));
+            args->set(argument.name, static_cast<int32_t>(number));
             return true;
         case ArgKind::Byte:
             if (!parseInteger(value, INT8_MIN, UINT8_MAX, &number)) {
@@ -247,7 +248,7 @@ bool parseValue(const ArgSpec& spec, const std::string& option, const std::strin
                 return false;
             }
             // 255 and -1 are the same bits, and the bits are what the modem gets.
-            args->set(spec.name, static_cast<int8_t>(static_cast<uint8_t>(number & 0xff)));
+            args->set(argument.name, static_cast<int8_t>(static_cast<uint8_t>(number & 0xff)));
             return true;
         case ArgKind::Data: {
             Bytes bytes;
@@ -258,12 +259,12 @@ bool parseValue(const ArgSpec& spec, const std::string& option, const std::strin
                 *why = "--" + option + ": " + (option == "data-file" ? value + ": " : "") + reason;
                 return false;
             }
-            args->set(spec.name, std::move(bytes));
+            args->set(argument.name, std::move(bytes));
             return true;
         }
         case ArgKind::Text:
         case ArgKind::Path:
-            args->set(spec.name, Bytes(value.begin(), value.end()));
+            args->set(argument.name, Bytes(value.begin(), value.end()));
             return true;
         case ArgKind::OnOff:
             break;
@@ -271,16 +272,16 @@ bool parseValue(const ArgSpec& spec, const std::string& option, const std::strin
     return false;
 }
 
-std::string missing(const ArgSpec& spec) {
-    switch (spec.kind) {
+std::string missing(const Argument& argument) {
+    switch (argument.kind) {
         case ArgKind::OnOff:
             return "missing on|off";
         case ArgKind::Path:
-            return std::string("missing ") + spec.name;
+            return std::string("missing ") + argument.name;
         case ArgKind::Data:
             return "missing --data or --data-file";
         default:
-            return std::string("missing --") + spec.name;
+            return std::string("missing --") + argument.name;
     }
 }
 
@@ -307,23 +308,23 @@ std::string responseMethod(const Command& command) {
 
 std::string synopsis(const Command& command) {
     std::string text = command.name;
-    for (const ArgSpec& spec : command.args) {
-        switch (spec.kind) {
+    for (const Argument& argument : command.args) {
+        switch (argument.kind) {
             case ArgKind::Int:
-                text += std::string(" --") + spec.name + " N";
+                text += std::string(" --") + argument.name + " N";
                 break;
             case ArgKind::Byte:
-                text += std::string(" --") + spec.name + " B";
+                text += std::string(" --") + argument.name + " B";
                 break;
             case ArgKind::Text:
-                text += std::string(" --") + spec.name + " TEXT";
+                text += std::string(" --") + argument.name + " TEXT";
                 break;
             case ArgKind::Data:
                 text += " (--data HEX | --data-file FILE)";
                 break;
             case ArgKind::OnOff:
             case ArgKind::Path:
-                text += std::string(" ") + spec.name;
+                text += std::string(" ") + argument.name;
                 break;
         }
     }
@@ -333,8 +334,8 @@ std::string synopsis(const Command& command) {
 bool parseArgs(const Command& command, const std::vector<std::string>& tokens, Args* args,
                bool* help, std::string* why) {
     Args parsed;
-    const ArgSpec* onOff = specOf(command, ArgKind::OnOff);
-    const ArgSpec* path = specOf(command, ArgKind::Path);
+    const Argument* onOff = argumentOf(command, ArgKind::OnOff);
+    const Argument* path = argumentOf(command, ArgKind::Path);
     *help = false;
     for (size_t i = 0; i < tokens.size(); ++i) {
         const std::string& token = tokens[i];
@@ -362,8 +363,8 @@ bool parseArgs(const Command& command, const std::vector<std::string>& tokens, A
                 parsed.set(onOff->name, option == "on" ? 1 : 0);
                 continue;
             }
-            const ArgSpec* spec = valuedOption(command, option);
-            if (spec == nullptr) {
+            const Argument* argument = valuedOption(command, option);
+            if (argument == nullptr) {
                 *why = "unknown option --" + option;
                 return false;
             }
@@ -374,12 +375,12 @@ bool parseArgs(const Command& command, const std::vector<std::string>& tokens, A
                 }
                 value = tokens[++i];
             }
-            if (parsed.has(spec->name)) {
-                *why = spec->kind == ArgKind::Data ? "--data or --data-file given twice"
-                                                   : "--" + option + " given twice";
+            if (parsed.has(argument->name)) {
+                *why = argument->kind == ArgKind::Data ? "--data or --data-file given twice"
+                                                       : "--" + option + " given twice";
                 return false;
             }
-            if (!parseValue(*spec, option, *value, &parsed, why)) {
+            if (!parseValue(*argument, option, *value, &parsed, why)) {
                 return false;
             }
         } else if (path != nullptr && !parsed.has(path->name)) {
@@ -392,9 +393,9 @@ bool parseArgs(const Command& command, const std::vector<std::string>& tokens, A
             return false;
         }
     }
-    for (const ArgSpec& spec : command.args) {
-        if (!parsed.has(spec.name)) {
-            *why = missing(spec);
+    for (const Argument& argument : command.args) {
+        if (!parsed.has(argument.name)) {
+            *why = missing(argument);
             return false;
         }
     }

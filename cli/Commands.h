@@ -26,7 +26,8 @@ enum class ArgKind {
     Path,   // PATH in place: its bytes as given
 };
 
-struct ArgSpec {
+/** One argument a subcommand takes: its name and how it is written. */
+struct Argument {
     const char* name;  // the option without its dashes; for OnOff and Path, a name for help
     ArgKind kind;
 };
@@ -63,7 +64,7 @@ using Send = ndk::ScopedAStatus (*)(aidl::vendor::vyr::plim::modem::IModem& mode
 struct Command {
     const char* name;    // the subcommand, the method's name in kebab-case
     const char* method;  // the IModem method it calls
-    std::vector<ArgSpec> args;
+    std::vector<Argument> args;
     BytesAs bytesAs;
     const char* help;
     Send send;
