@@ -29,19 +29,12 @@
 
 #include <plim/Errno.h>
 
+#include "FuzzCheck.h"
 #include "PdcQmiClient.h"
 
 namespace {
 
 using com::vyr::plim::modem::PdcQmiClient;
-
-#define CHECK(cond)                                                      \
-    do {                                                                 \
-        if (!(cond)) {                                                   \
-            std::fprintf(stderr, "mbn_tree_fuzzer: %s failed\n", #cond); \
-            std::abort();                                                \
-        }                                                                \
-    } while (0)
 
 constexpr size_t MAX_OPS = 32;
 constexpr size_t MAX_DEPTH = 6;

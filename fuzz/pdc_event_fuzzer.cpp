@@ -28,6 +28,7 @@
 #include <plim/Errno.h>
 
 #include "CallbackHolders.h"
+#include "FuzzCheck.h"
 #include "PdcQmiClient.h"
 
 namespace {
@@ -36,14 +37,6 @@ using aidl::vendor::vyr::plim::modem::BnModemResponse;
 using aidl::vendor::vyr::plim::modem::ResponseInfo;
 using com::vyr::plim::modem::CallbackHolders;
 using com::vyr::plim::modem::PdcQmiClient;
-
-#define CHECK(cond)                                                       \
-    do {                                                                  \
-        if (!(cond)) {                                                    \
-            std::fprintf(stderr, "pdc_event_fuzzer: %s failed\n", #cond); \
-            std::abort();                                                 \
-        }                                                                 \
-    } while (0)
 
 // What the response object received while one record was processed.
 struct Seen {

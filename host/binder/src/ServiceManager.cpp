@@ -43,18 +43,22 @@ bool ServiceManager::isValidName(const char* name) {
 binder_exception_t ServiceManager::add(AIBinder* binder, const char* name) {
     if (binder == nullptr || !isValidName(name))
         return EX_ILLEGAL_ARGUMENT;
-    binder->incStrong();
-    ndk::SpAIBinder service(binder);
     ndk::SpAIBinder replaced;
     {
         MutexLock lock(mLock);
-        ndk::SpAIBinder& entry = mServices[name];
-        replaced = std::move(entry);
-        entry = std::move(service);
+        replaced = replaceEntry(mServices, name, binder);
         mAdded.notifyAll();
     }
-    // replaced is released outside the lock: dropping it may destroy it.
     return EX_NONE;
+}
+
+ndk::SpAIBinder ServiceManager::replaceEntry(std::map<std::string, ndk::SpAIBinder>& services,
+                                             const char* name, AIBinder* binder) {
+    binder->incStrong();
+    ndk::SpAIBinder& entry = services[name];
+    ndk::SpAIBinder replaced = std::move(entry);
+    entry = ndk::SpAIBinder(binder);
+    return replaced;
 }
 
 ndk::SpAIBinder ServiceManager::get(const char* name, const std::shared_ptr<Process>& caller,

@@ -37,6 +37,10 @@ class ServiceManager {
     void removeServicesOf(Process& dead) HOST_EXCLUDES(mLock);
 
     static bool isValidName(const char* name);
+    // Registers `binder` (one strong reference taken) under `name` in `services`, and hands back
+    // the one it replaces, for the caller to drop outside its lock: dropping may destroy it.
+    static ndk::SpAIBinder replaceEntry(std::map<std::string, ndk::SpAIBinder>& services,
+                                        const char* name, AIBinder* binder);
 
   private:
     ServiceManager() = default;

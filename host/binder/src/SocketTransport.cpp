@@ -734,14 +734,10 @@ binder_exception_t SocketTransport::addService(AIBinder* binder, const char* nam
         return EX_ILLEGAL_ARGUMENT;
     if (binder->isRemote() || &binder->process() != mProcess.get())
         return EX_UNSUPPORTED_OPERATION;
-    binder->incStrong();
-    ndk::SpAIBinder service(binder);
     ndk::SpAIBinder replaced;
     {
         MutexLock lock(mLock);
-        ndk::SpAIBinder& entry = mServices[name];
-        replaced = std::move(entry);
-        entry = std::move(service);
+        replaced = ServiceManager::replaceEntry(mServices, name, binder);
     }
     if (!mDirectory.publish(name, mName)) {
         std::fprintf(stderr, "binder: %s: cannot publish service %s: %s\n", mName.c_str(), name,

@@ -37,17 +37,15 @@ namespace fs = std::filesystem;
 using aidl::vendor::vyr::plim::modem::IModem;
 using modemsim::Control;
 using modemsim::EventTamper;
+using test::Bytes;
+using test::bytes;
 using test::describeResult;
+using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
-using Bytes = std::vector<uint8_t>;
 
 constexpr const char* TAG = "modem-qmi-pdc";
 constexpr int CONFIG_TYPE = 1;
-
-Bytes bytes(const std::string& text) {
-    return Bytes(text.begin(), text.end());
-}
 
 // Static storage without a destructor: the exit handler that removes it runs after the static
 // strings are gone.
@@ -73,15 +71,6 @@ const std::string& mbnRoot() {
     return root;
 }
 [[maybe_unused]] const bool kRootSet = !mbnRoot().empty();
-
-/** `size` bytes that differ from their neighbours. */
-Bytes pattern(size_t size) {
-    Bytes data(size);
-    for (size_t i = 0; i < size; ++i) {
-        data[i] = static_cast<uint8_t>(i * 13 + 5);
-    }
-    return data;
-}
 
 /** Writes `data` to root/relative (making its directories); returns the file's path. */
 std::string makeFile(const std::string& relative, const Bytes& data = pattern(10)) {

@@ -14,6 +14,8 @@
 #include <modem_sim/ModemSimControl.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -24,6 +26,22 @@
 #include "TestClient.h"
 
 namespace com::vyr::plim::test {
+
+using Bytes = std::vector<uint8_t>;
+
+/** A text's bytes, as byte-string arguments carry them. */
+inline Bytes bytes(const std::string& text) {
+    return Bytes(text.begin(), text.end());
+}
+
+/** `size` bytes that differ from their neighbours and include 0x00 and 0xFF. */
+inline Bytes pattern(size_t size) {
+    Bytes data(size);
+    for (size_t i = 0; i < size; ++i) {
+        data[i] = static_cast<uint8_t>(i * 7 + 3);
+    }
+    return data;
+}
 
 /** What a client's response looks like in its record. */
 inline std::string response(const std::string& method, int serial, int error,

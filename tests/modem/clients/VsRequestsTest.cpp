@@ -28,25 +28,14 @@ using aidl::vendor::vyr::plim::modem::IModem;
 using modemsim::Control;
 using modemsim::ReplyTamper;
 using modemsim::State;
+using test::Bytes;
+using test::bytes;
 using test::describeResult;
+using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
-using Bytes = std::vector<uint8_t>;
 
 constexpr const char* TAG = "modem-qmi-vs";
-
-Bytes bytes(const std::string& text) {
-    return Bytes(text.begin(), text.end());
-}
-
-/** `size` bytes that differ from their neighbours and include 0x00 and 0xFF. */
-Bytes pattern(size_t size) {
-    Bytes data(size);
-    for (size_t i = 0; i < size; ++i) {
-        data[i] = static_cast<uint8_t>(i * 7 + 3);
-    }
-    return data;
-}
 
 /** A reply payload: a build text's length word, then `text`. */
 Bytes buildTextPayload(uint32_t length, const std::string& text) {
