@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that the host build and the tests need, if any is missing.
+# Installs the Debian 12 packages that the host build and the tests need, if any is missing, and
+# any further packages named as arguments (for example gcovr for the coverage report).
 set -euo pipefail
 
 packages=(
@@ -7,6 +8,7 @@ packages=(
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     android-liblog-dev android-libutils-dev aidl
     python3 blueprint-tools clang-format
+    "$@"
 )
 
 missing=()
