@@ -2,9 +2,10 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Our Looper against Android's own android::Looper, in the same binary and the same run:
+// Our Looper against Android's own android::Looper and a general-purpose blocking queue, in the
+// same binary and the same run:
 // throughput, one-way hand-off latency, backlog post and drain, and heap allocations per request.
-// Each figure is printed at the end as a ratio to the reference.
+// Each figure is printed at the end as a ratio to each reference.
 
 #include <benchmark/benchmark.h>
 
@@ -12,12 +13,14 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "AllocationCounter.h"
 #include "AndroidLoop.h"
 #include "BenchPayload.h"
+#include "MoodycamelLoop.h"
 #include "PlimLoop.h"
 #include "RatioReporter.h"
 
@@ -111,29 +114,32 @@ void Backlog(benchmark::State& state) {
     state.counters["drain_ns"] = drainNs;
 }
 
-BENCHMARK_TEMPLATE(Throughput, AndroidLoop)
-        ->Name("Throughput/android")
-        ->Iterations(1)
-        ->UseRealTime();
-BENCHMARK_TEMPLATE(Throughput, PlimLoop)->Name("Throughput/plim")->Iterations(1)->UseRealTime();
-BENCHMARK_TEMPLATE(HandOffLatency, AndroidLoop)
-        ->Name("HandOffLatency/android")
-        ->Iterations(1)
-        ->UseRealTime();
-BENCHMARK_TEMPLATE(HandOffLatency, PlimLoop)
-        ->Name("HandOffLatency/plim")
-        ->Iterations(1)
-        ->UseRealTime();
-BENCHMARK_TEMPLATE(Backlog, AndroidLoop)->Name("Backlog/android")->Iterations(5)->UseRealTime();
-BENCHMARK_TEMPLATE(Backlog, PlimLoop)->Name("Backlog/plim")->Iterations(5)->UseRealTime();
+// Each figure is the median of five repetitions, every repetition one full run of the figure.
+template <typename Loop>
+void registerLoop(const std::string& side) {
+    auto add = [&](const char* figure, void (*fn)(benchmark::State&)) {
+        benchmark::RegisterBenchmark((std::string(figure) + "/" + side).c_str(), fn)
+                ->Iterations(1)
+                ->Repetitions(5)
+                ->ReportAggregatesOnly(true)
+                ->UseRealTime();
+    };
+    add("Throughput", Throughput<Loop>);
+    add("HandOffLatency", HandOffLatency<Loop>);
+    add("Backlog", Backlog<Loop>);
+}
 
 }  // namespace
 }  // namespace com::vyr::plim::bench
 
 int main(int argc, char** argv) {
+    using namespace com::vyr::plim::bench;
     benchmark::Initialize(&argc, argv);
-    com::vyr::plim::bench::RatioReporter reporter({"android", "android::Looper"},
-                                                  {{"plim", "plim Looper"}});
+    registerLoop<AndroidLoop>("android");
+    registerLoop<MoodycamelLoop>("moodycamel");
+    registerLoop<PlimLoop>("plim");
+    RatioReporter reporter({"android", "android::Looper"}, {{"plim", "plim Looper"}});
+    reporter.addReference({"moodycamel", "BlockingConcurrentQueue"});
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     return 0;

@@ -10,12 +10,21 @@
 namespace com::vyr::plim::bench {
 
 RatioReporter::RatioReporter(Side reference, std::vector<Side> ours)
-    : reference_(std::move(reference)), ours_(std::move(ours)) {}
+    : references_{std::move(reference)}, ours_(std::move(ours)) {}
+
+void RatioReporter::addReference(Side reference) {
+    references_.push_back(std::move(reference));
+}
 
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
-        std::string name = run.benchmark_name();
+        // Of a repeated benchmark only the median stands for it: single repetitions on a
+        // shared machine swing too much to compare.
+        if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") {
+            continue;
+        }
+        std::string name = run.run_name.function_name;
         size_t slash = name.find('/');
         if (slash == std::string::npos) {
             continue;
@@ -30,26 +39,28 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
 
 void RatioReporter::Finalize() {
     ConsoleReporter::Finalize();
-    printf("\n%-16s %-16s %-20s %16s %16s %10s\n", "figure", "counter", "measured",
-           reference_.title.c_str(), "measured value", "ratio");
+    printf("\n%-16s %-16s %-22s %-26s %14s %14s %8s\n", "figure", "counter", "measured", "against",
+           "reference", "measured", "ratio");
     for (const auto& [family, sides] : figures_) {
-        auto theirs = sides.find(reference_.name);
-        if (theirs == sides.end()) {
-            continue;
-        }
         for (const Side& side : ours_) {
             auto mine = sides.find(side.name);
             if (mine == sides.end()) {
                 continue;
             }
-            for (const auto& [counter, reference] : theirs->second) {
-                auto ours = mine->second.find(counter);
-                if (ours == mine->second.end() || counter == "items_per_second") {
+            for (const Side& reference : references_) {
+                auto theirs = sides.find(reference.name);
+                if (theirs == sides.end()) {
                     continue;
                 }
-                printf("%-16s %-16s %-20s %16.2f %16.2f %10.3f\n", family.c_str(), counter.c_str(),
-                       side.title.c_str(), reference, ours->second,
-                       reference != 0 ? ours->second / reference : 0.0);
+                for (const auto& [counter, value] : theirs->second) {
+                    auto ours = mine->second.find(counter);
+                    if (ours == mine->second.end() || counter == "items_per_second") {
+                        continue;
+                    }
+                    printf("%-16s %-16s %-22s %-26s %14.2f %14.2f %8.3f\n", family.c_str(),
+                           counter.c_str(), side.title.c_str(), reference.title.c_str(), value,
+                           ours->second, value != 0 ? ours->second / value : 0.0);
+                }
             }
         }
     }

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     cmake ninja-build g++ clang libclang-rt-14-dev
-    googletest libgtest-dev libgmock-dev libbenchmark-dev
+    googletest libgtest-dev libgmock-dev libbenchmark-dev libconcurrentqueue-dev
     android-liblog-dev android-libutils-dev aidl
     python3 blueprint-tools clang-format
     "$@"
