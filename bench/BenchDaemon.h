@@ -34,6 +34,12 @@ class BenchDaemon {
 
     /** The service proxy; call it from inside client(). */
     aidl::vendor::vyr::plim::modem::IModem& modem() { return *modem_; }
+    /**
+     * The proxy of a service with the same interface that answers getOperatingMode and
+     * getBuildTime at once from its binder thread, straight to the callback: the binder's own
+     * share of a request. Call it from inside client().
+     */
+    aidl::vendor::vyr::plim::modem::IModem& echo() { return *echo_; }
     ABinderHost_Process* client() { return client_.get(); }
 
     FutexFlag answered;
@@ -45,6 +51,8 @@ class BenchDaemon {
     ndk::host::ScopedProcess client_{"bench-client"};
     std::shared_ptr<PingResponse> response_;
     std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> modem_;
+    std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> echoService_;
+    std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> echo_;
 };
 
 }  // namespace com::vyr::plim::bench

@@ -5,8 +5,10 @@
 // The round trip of one request from a client's proxy call until its response callback has run,
 // through the host binder, the main looper and the simulated modem library: getOperatingMode,
 // answered on the looper thread, and getBuildTime, answered from the library's reply thread.
-// Beside them a bare futex ping-pong between two threads measured in the same run, the least any
-// cross-thread round trip costs.
+// Beside them, in the same run, a bare futex ping-pong between two threads (the least any
+// cross-thread round trip costs) and an echo service of the same interface that answers from its
+// binder thread (the binder's own share). Each request's heap allocations are counted; those
+// beyond the echo's are the daemon's and the modem library's.
 
 #include <android/log.h>
 #include <benchmark/benchmark.h>
@@ -18,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "AllocationCounter.h"
 #include "BenchDaemon.h"
 #include "FutexFlag.h"
 #include "RatioReporter.h"
@@ -43,37 +46,52 @@ void FutexPingPong(benchmark::State& state) {
     peer.join();
 }
 
-/** Round trips of `request(serial)` from the client of `daemon`. */
+// Heap allocations per request of the echo service: what the binder itself costs a request.
+double echoAllocsPerRequest = 0;
+
+/**
+ * Round trips of `request(serial)` from the client of `daemon`, with the heap allocations per
+ * request of the whole path (client, binder, daemon and modem library: all one process here).
+ */
 template <typename Request>
-void requestRoundTrips(benchmark::State& state, BenchDaemon& daemon, Request request) {
+double requestRoundTrips(benchmark::State& state, BenchDaemon& daemon, Request request) {
     ndk::host::ProcessContext inClient(daemon.client());
+    const uint64_t allocsBefore = AllocationCounter::count();
     // Ends when the response callback ran, as its client sees it; the wait only paces the loop.
     measure(state, [&](uint32_t serial) {
-        request(daemon.modem(), static_cast<int32_t>(serial));
+        request(static_cast<int32_t>(serial));
         daemon.answered.waitFor(serial);
         return daemon.answeredAtNs.load(std::memory_order_relaxed);
     });
+    const double allocs = static_cast<double>(AllocationCounter::count() - allocsBefore) / SAMPLES;
+    state.counters["allocs_per_request"] = allocs;
+    return allocs;
+}
+
+/** A request through the daemon, with its allocations beyond the binder's own (echo's). */
+template <typename Request>
+void daemonRoundTrips(benchmark::State& state, BenchDaemon& daemon, Request request) {
+    const double allocs = requestRoundTrips(state, daemon, request);
+    state.counters["allocs_beyond_binder"] = allocs - echoAllocsPerRequest;
 }
 
 /** The benchmarks, on one daemon: the modem manager starts once per process. */
 void registerBenchmarks(BenchDaemon& daemon) {
-    benchmark::RegisterBenchmark("RoundTrip/futex", FutexPingPong)->Iterations(1)->UseRealTime();
-    benchmark::RegisterBenchmark("RoundTrip/sync",
-                                 [&daemon](benchmark::State& state) {
-                                     requestRoundTrips(state, daemon, [](auto& modem, int32_t s) {
-                                         modem.getOperatingMode(s);
-                                     });
-                                 })
-            ->Iterations(1)
-            ->UseRealTime();
-    benchmark::RegisterBenchmark("RoundTrip/async",
-                                 [&daemon](benchmark::State& state) {
-                                     requestRoundTrips(state, daemon, [](auto& modem, int32_t s) {
-                                         modem.getBuildTime(s);
-                                     });
-                                 })
-            ->Iterations(1)
-            ->UseRealTime();
+    auto add = [](const char* name, auto fn) {
+        benchmark::RegisterBenchmark(name, fn)->Iterations(1)->UseRealTime();
+    };
+    add("RoundTrip/futex", FutexPingPong);
+    // Before the daemon's figures, which subtract its allocations.
+    add("RoundTrip/echo", [&daemon](benchmark::State& state) {
+        echoAllocsPerRequest = requestRoundTrips(
+                state, daemon, [&](int32_t s) { daemon.echo().getOperatingMode(s); });
+    });
+    add("RoundTrip/sync", [&daemon](benchmark::State& state) {
+        daemonRoundTrips(state, daemon, [&](int32_t s) { daemon.modem().getOperatingMode(s); });
+    });
+    add("RoundTrip/async", [&daemon](benchmark::State& state) {
+        daemonRoundTrips(state, daemon, [&](int32_t s) { daemon.modem().getBuildTime(s); });
+    });
 }
 
 }  // namespace
@@ -92,6 +110,7 @@ int main(int argc, char** argv) {
     com::vyr::plim::bench::RatioReporter reporter(
             {"futex", "futex ping-pong"},
             {{"sync", "getOperatingMode"}, {"async", "getBuildTime"}});
+    reporter.addReference({"echo", "binder only (echo)"});
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     return 0;
