@@ -31,7 +31,11 @@ export ASAN_OPTIONS=detect_leaks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 lanes="${PLIM_FUZZ_JOBS:-2}"
-targets=(build/fuzz/fuzz/*_fuzzer)
+# By source, so that a binary left in build/fuzz by a target since removed is not run.
+targets=()
+for source in fuzz/*_fuzzer.cpp; do
+    targets+=("build/fuzz/fuzz/$(basename "${source}" .cpp)")
+done
 status="${scratch}/status"
 mkdir -p "${status}"
 
