@@ -238,12 +238,12 @@ bool simLine(const std::vector<std::string>& args, std::string* line, std::strin
     return false;
 }
 
-int runSim(const std::vector<std::string>& args, double timeoutSeconds, std::ostream& out,
-           std::ostream& err) {
-    std::string path;
+std::optional<int> parseSim(const std::vector<std::string>& args, std::string* path,
+                            std::string* line, std::ostream& err) {
+    path->clear();
     const char* fromEnvironment = std::getenv(kSimControlVariable);
     if (fromEnvironment != nullptr) {
-        path = fromEnvironment;
+        *path = fromEnvironment;
     }
     size_t first = 0;
     if (!args.empty() && args[0] == "--help") {
@@ -254,21 +254,25 @@ int runSim(const std::vector<std::string>& args, double timeoutSeconds, std::ost
         if (args.size() < 2) {
             return usageError(err, "--control needs a value");
         }
-        path = args[1];
+        *path = args[1];
         first = 2;
     } else if (!args.empty() && args[0].rfind("--control=", 0) == 0) {
-        path = args[0].substr(std::strlen("--control="));
+        *path = args[0].substr(std::strlen("--control="));
         first = 1;
     }
-    std::string line;
     std::string why;
-    if (!simLine(std::vector<std::string>(args.begin() + first, args.end()), &line, &why)) {
+    if (!simLine(std::vector<std::string>(args.begin() + first, args.end()), line, &why)) {
         return usageError(err, why);
     }
-    if (path.empty()) {
+    if (path->empty()) {
         return usageError(err, std::string("no control socket: set ") + kSimControlVariable +
                                        " or give --control PATH");
     }
+    return std::nullopt;
+}
+
+int exchangeSim(const std::string& path, const std::string& line, double timeoutSeconds,
+                std::ostream& out, std::ostream& err) {
     return exchange(path, line, timeoutSeconds, out, err);
 }
 

@@ -9,6 +9,7 @@
 
 #pragma once
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -28,13 +29,21 @@ constexpr const char* kSimControlVariable = "PLIM_MODEM_SIM_CONTROL";
 bool simLine(const std::vector<std::string>& args, std::string* line, std::string* why);
 
 /**
- * Runs `sim` with `args` (what follows "sim" on the command line), waiting up to
- * `timeoutSeconds` for the reply. Exit status: 0 "ok" (printed on `out`), EXIT_SIM_REFUSED an
- * "error: ..." reply (printed on `out`), EXIT_USAGE, EXIT_NO_SERVICE when the channel cannot be
- * reached or closes without a reply, EXIT_TIMEOUT, EXIT_BAD_ANSWER for any other reply.
+ * Parses `sim`'s `args` (what follows "sim" on the command line) into the control socket's
+ * `path` and the `line` to send. Empty when there is something to send; else the exit status of
+ * a usage error or of --help, printed on `err`. Sends nothing.
  */
-int runSim(const std::vector<std::string>& args, double timeoutSeconds, std::ostream& out,
-           std::ostream& err);
+std::optional<int> parseSim(const std::vector<std::string>& args, std::string* path,
+                            std::string* line, std::ostream& err);
+
+/**
+ * Sends `line` to the control socket at `path`, waiting up to `timeoutSeconds` for the reply.
+ * Exit status: 0 "ok" (printed on `out`), EXIT_SIM_REFUSED an "error: ..." reply (printed on
+ * `out`), EXIT_USAGE for a path that cannot be a socket's, EXIT_NO_SERVICE when the channel
+ * cannot be reached or closes without a reply, EXIT_TIMEOUT, EXIT_BAD_ANSWER for any other reply.
+ */
+int exchangeSim(const std::string& path, const std::string& line, double timeoutSeconds,
+                std::ostream& out, std::ostream& err);
 
 /** The `sim` lines of --help. */
 void printSimUsage(std::ostream& err);

@@ -49,18 +49,19 @@ int ModemOptions::parse(int argc, char** argv) {
                         FUNC, *stored, optarg);
                 continue;
             }
-            int id = atoi(optarg);
-            Log::printAndroidLog(Log::DEBUG, TAG, "%s: input instance id {%s} is parsed as {%d}",
+            // As atoi reads it (text that is no number is 0), but wide enough that an id past
+            // int's range cannot wrap around to 0 or 1; past long's, strtol saturates.
+            const long id = std::strtol(optarg, nullptr, 10);
+            Log::printAndroidLog(Log::DEBUG, TAG, "%s: input instance id {%s} is parsed as {%ld}",
                                  FUNC, optarg, id);
-            // Unsigned, so that every negative id is out of range too.
-            if (static_cast<unsigned int>(id) > MAX_INSTANCE_ID) {
-                Log::printAndroidLog(Log::ERROR, TAG, "%s: invalid instance id {%d} parsed", FUNC,
+            if (id < 0 || id > MAX_INSTANCE_ID) {
+                Log::printAndroidLog(Log::ERROR, TAG, "%s: invalid instance id {%ld} parsed", FUNC,
                                      id);
                 return INVALID_ARGUMENT;
             }
-            stored = id;
+            stored = static_cast<int>(id);
             Log::printAndroidLog(Log::INFO, TAG, "%s: successfully parsed instance id {%d}", FUNC,
-                                 id);
+                                 *stored);
             continue;
         }
         int skipped = option == '?' ? optopt : option;
