@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 #include <plim/Errno.h>
 #include <plim/Log.h>
@@ -50,13 +52,16 @@ int ModemOptions::parse(int argc, char** argv) {
                 continue;
             }
             // As atoi reads it (text that is no number is 0), but wide enough that an id past
-            // int's range cannot wrap around to 0 or 1; past long's, strtol saturates.
+            // int's range cannot wrap around to 0 or 1; past long's, strtol saturates. The log
+            // lines show such an id saturated to int's range.
             const long id = std::strtol(optarg, nullptr, 10);
-            Log::printAndroidLog(Log::DEBUG, TAG, "%s: input instance id {%s} is parsed as {%ld}",
-                                 FUNC, optarg, id);
+            const int shown = static_cast<int>(std::clamp<long>(id, std::numeric_limits<int>::min(),
+                                                                std::numeric_limits<int>::max()));
+            Log::printAndroidLog(Log::DEBUG, TAG, "%s: input instance id {%s} is parsed as {%d}",
+                                 FUNC, optarg, shown);
             if (id < 0 || id > MAX_INSTANCE_ID) {
-                Log::printAndroidLog(Log::ERROR, TAG, "%s: invalid instance id {%ld} parsed", FUNC,
-                                     id);
+                Log::printAndroidLog(Log::ERROR, TAG, "%s: invalid instance id {%d} parsed", FUNC,
+                                     shown);
                 return INVALID_ARGUMENT;
             }
             stored = static_cast<int>(id);

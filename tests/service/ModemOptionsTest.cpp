@@ -91,7 +91,7 @@ TEST_P(ModemOptionsLineTest, Parse_CommandLine_GivesResultIdAndLogLines) {
 LogLine accepted(int id) {
     return {Log::INFO, TAG, "parse: successfully parsed instance id {" + std::to_string(id) + "}"};
 }
-LogLine refused(long long id) {
+LogLine refused(int id) {
     return {Log::ERROR, TAG, "parse: invalid instance id {" + std::to_string(id) + "} parsed"};
 }
 LogLine ignored(int id, const std::string& text) {
@@ -110,16 +110,17 @@ INSTANTIATE_TEST_SUITE_P(
                           row("InstanceMinus1Refused", {"-i", "-1"}, INVALID_ARGUMENT, std::nullopt,
                               {refused(-1)}),
                           row("NotANumberIsZero", {"-i", "abc"}, OK, 0, {accepted(0)}),
-                          // Ids past int's range must not wrap around to 0 or 1.
+                          // Ids past int's range must not wrap around to 0 or 1; the log
+                          // line shows them saturated.
                           row("IdWrappingToZeroRefused", {"-i", "4294967296"}, INVALID_ARGUMENT,
-                              std::nullopt, {refused(4294967296LL)}),
+                              std::nullopt, {refused(INT_MAX)}),
                           row("IdWrappingToOneRefused", {"-i", "-4294967295"}, INVALID_ARGUMENT,
-                              std::nullopt, {refused(-4294967295LL)}),
+                              std::nullopt, {refused(INT_MIN)}),
                           // What the daemon fuzzer found: atoi's value of this is 0.
                           row("IdBelowLongRefused", {"-i", "-55555555555555555555"},
-                              INVALID_ARGUMENT, std::nullopt, {refused(LONG_MIN)}),
+                              INVALID_ARGUMENT, std::nullopt, {refused(INT_MIN)}),
                           row("IdPastLongRefused", {"-i", "99999999999999999999"}, INVALID_ARGUMENT,
-                              std::nullopt, {refused(LONG_MAX)}),
+                              std::nullopt, {refused(INT_MAX)}),
                           row("InvalidSecondIdIgnored", {"-i", "1", "-i", "7"}, OK, 1,
                               {accepted(1), ignored(1, "7")}),
                           row("UnknownOptionAndMissingArgumentSkipped", {"-x", "-i"}, OK,
