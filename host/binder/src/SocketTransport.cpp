@@ -400,6 +400,8 @@ void SocketTransport::onPeerDied(const std::shared_ptr<Peer>& peer) {
         proxy.get()->asRemote().sendObituary();
     proxies.clear();
     releaseAllOf(peer->name);
+    // Most often it was killed (an exit removes its own): its file would outlive it.
+    mDirectory.removeIfStale(peer->name, pidOfName(peer->name));
 }
 
 binder_status_t SocketTransport::call(const std::shared_ptr<Peer>& peer, Frame frame,

@@ -36,7 +36,7 @@
 //    lets go of its object when it next looks the name up or is asked for it. Waiting for a
 //    service sleeps until the directory changes (DirectoryWatch).
 //  - A process removes the socket files of processes that are gone (its user's only): those it
-//    finds at start-up, and one whose connect is refused.
+//    finds at start-up, one whose connection to it closed, and one whose connect is refused.
 //
 // Not done yet:
 //  - Only the default process takes part: binders of simulated processes, and proxies for
