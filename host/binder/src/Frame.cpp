@@ -24,7 +24,7 @@ uint64_t get(const uint8_t* at, size_t bytes) {
 
 bool isKnownType(uint8_t type) {
     return type >= static_cast<uint8_t>(FrameType::kHello) &&
-           type <= static_cast<uint8_t>(FrameType::kLookup);
+           type <= static_cast<uint8_t>(FrameType::kOnewayDone);
 }
 
 bool isKnownKind(uint16_t kind) {

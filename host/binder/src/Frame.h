@@ -13,7 +13,7 @@
 //   u32 code         transaction code; a reply's status; a release's count
 //   u32 flags        transaction flags
 //   u64 txnId        pairs a reply with its two-way call (0: oneway, nothing answers)
-//   u64 target       object id the frame is about (sender's view, see FrameObject)
+//   u64 target       object id the frame is about (sender's view, see FrameObject); a count
 //   objectCount x { u32 offset, u16 kind, u16 reserved 0, u64 id }
 //   payload          the parcel's bytes
 //
@@ -45,6 +45,9 @@ enum class FrameType : uint8_t {
     kRelease = 4,
     // Asks for the service named by the payload; answered by a reply holding one binder.
     kLookup = 5,
+    // Answers oneway transactions that have left the receiver's queue (run or dropped): target
+    // is how many of their bytes the sender may queue again.
+    kOnewayDone = 6,
 };
 
 enum class ObjectKind : uint16_t {

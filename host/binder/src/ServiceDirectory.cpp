@@ -4,7 +4,9 @@
 
 #include "ServiceDirectory.h"
 
+#include <dirent.h>
 #include <errno.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -63,6 +65,32 @@ std::optional<std::string> ServiceDirectory::owner(const std::string& service) c
     if (size <= 0 || static_cast<size_t>(size) >= sizeof(target))
         return std::nullopt;
     return std::string(target, static_cast<size_t>(size));
+}
+
+std::vector<std::string> ServiceDirectory::socketNames() const {
+    std::vector<std::string> names;
+    DIR* dir = opendir(mRoot.c_str());
+    if (dir == nullptr)
+        return names;
+    while (const dirent* entry = readdir(dir)) {
+        if (entry->d_type == DT_SOCK || entry->d_type == DT_UNKNOWN)
+            names.emplace_back(entry->d_name);
+    }
+    closedir(dir);
+    return names;
+}
+
+void ServiceDirectory::removeIfStale(const std::string& socketName, pid_t pid) const {
+    if (pid <= 0)
+        return;
+    const std::string path = socketPath(socketName);
+    struct stat info {};
+    // Another user's files are theirs to clean up; a live pid (or one we may not signal) is not
+    // known to be stale, even if it was reused.
+    if (lstat(path.c_str(), &info) != 0 || !S_ISSOCK(info.st_mode) || info.st_uid != geteuid() ||
+        kill(pid, 0) == 0 || errno != ESRCH)
+        return;
+    unlink(path.c_str());
 }
 
 }  // namespace hostbinder

@@ -17,6 +17,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace hostbinder {
 
@@ -34,6 +35,15 @@ class ServiceDirectory {
     bool publish(const std::string& service, const std::string& owner) const;
     // The socket name of the process that registered service last.
     std::optional<std::string> owner(const std::string& service) const;
+    // Where the registrations are, to watch for new ones.
+    std::string servicesPath() const { return mRoot + "/services"; }
+
+    // The names of the entries beside services/: sockets, live or stale.
+    std::vector<std::string> socketNames() const;
+    // Removes the socket file of process pid if that process is gone and the file is a socket
+    // of this user: a killed process cannot remove its own. Its name is never used again (it
+    // holds a random part), so removing it cannot race with a new process's socket.
+    void removeIfStale(const std::string& socketName, pid_t pid) const;
 
   private:
     std::string entryPath(const std::string& service) const;

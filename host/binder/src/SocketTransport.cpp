@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "Binder.h"
+#include "DirectoryWatch.h"
 #include "LocalBinder.h"
 #include "Parcel.h"
 #include "PendingWork.h"
@@ -32,8 +33,6 @@
 namespace hostbinder {
 
 namespace {
-
-constexpr std::chrono::milliseconds kServicePollInterval(10);
 
 std::string randomSuffix() {
     uint64_t nonce = 0;
@@ -61,6 +60,9 @@ struct SocketTransport::Peer {
     std::map<uint64_t, std::shared_ptr<ReplySlot>> unanswered HOST_GUARDED_BY(lock);
     // This process's proxy for each object of the peer, each with a weak reference held here.
     std::map<uint64_t, RemoteBinder*> proxies HOST_GUARDED_BY(lock);
+    // Bytes of oneway transactions sent to the peer that it has not answered with kOnewayDone:
+    // what it still queues of ours.
+    size_t onewayBytes HOST_GUARDED_BY(lock) = 0;
 };
 
 // Another process's outgoing connection to this one.
@@ -109,6 +111,7 @@ class SocketIncomingTransaction : public Work {
           mCode(frame.code),
           mTxnId(frame.txnId),
           mData(std::move(data)),
+          mOnewayBytes(mTxnId == 0 ? frame.payload.size() : 0),
           // As in-process: a oneway caller's pid is not known to the callee.
           mCaller{mTxnId == 0 ? 0 : mFrom->connection->peer().pid, mFrom->connection->peer().uid} {}
 
@@ -123,6 +126,7 @@ class SocketIncomingTransaction : public Work {
         mData.reset();
         if (mTxnId == 0) {
             mTransport.onOnewayDone(mTarget);
+            mTransport.sendOnewayDone(mFrom, mOnewayBytes);
             return;
         }
         if (status == STATUS_OK && reply.dataSize() > SocketTransport::kMaxTwoWayBytes)
@@ -133,6 +137,8 @@ class SocketIncomingTransaction : public Work {
     void cancel() override {
         if (mTxnId != 0)
             mTransport.sendReply(mFrom, mTxnId, STATUS_DEAD_OBJECT, nullptr);
+        else
+            mTransport.sendOnewayDone(mFrom, mOnewayBytes);
     }
 
   private:
@@ -143,6 +149,7 @@ class SocketIncomingTransaction : public Work {
     const transaction_code_t mCode;
     const uint64_t mTxnId;
     std::unique_ptr<AParcel> mData;
+    const size_t mOnewayBytes;
     const ThreadContext::Caller mCaller;
 };
 
@@ -186,6 +193,8 @@ SocketTransport::SocketTransport(ServiceDirectory directory, gid_t group)
 bool SocketTransport::start() {
     if (!mDirectory.prepare(mGroup))
         return false;
+    for (const std::string& name : mDirectory.socketNames())
+        mDirectory.removeIfStale(name, pidOfName(name));
     mListenFd = listenAt(path(), mGroup);
     if (mListenFd < 0)
         return false;
@@ -271,6 +280,8 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
                 if (data == nullptr) {
                     if (!oneway)
                         sendReply(incoming, frame.txnId, STATUS_FAILED_TRANSACTION, nullptr);
+                    else
+                        sendOnewayDone(incoming, frame.payload.size());
                 } else {
                     queueIncoming(frame.target, oneway,
                                   std::make_unique<SocketIncomingTransaction>(
@@ -309,8 +320,11 @@ std::shared_ptr<SocketTransport::Peer> SocketTransport::peerFor(const std::strin
         // Connected under the lock so that a process has one connection per peer, which keeps
         // its calls to one object in order.
         auto connection = SocketConnection::connectTo(mDirectory.socketPath(name));
-        if (connection == nullptr)
+        if (connection == nullptr) {
+            if (errno == ECONNREFUSED)
+                mDirectory.removeIfStale(name, pidOfName(name));
             return nullptr;
+        }
         Frame hello;
         hello.type = FrameType::kHello;
         hello.payload.assign(mName.begin(), mName.end());
@@ -329,6 +343,10 @@ void SocketTransport::serveOutgoing(const std::shared_ptr<Peer>& peer) {
         const SocketConnection::ReadResult result = peer->connection->receive(&frame);
         if (result == SocketConnection::ReadResult::kClosed)
             break;
+        // One that credits more than was sent falls through as malformed.
+        if (result == SocketConnection::ReadResult::kFrame &&
+            frame.type == FrameType::kOnewayDone && creditOneway(*peer, frame))
+            continue;
         std::shared_ptr<ReplySlot> slot;
         if (result == SocketConnection::ReadResult::kFrame && frame.type == FrameType::kReply) {
             MutexLock lock(peer->lock);
@@ -382,6 +400,8 @@ void SocketTransport::onPeerDied(const std::shared_ptr<Peer>& peer) {
         proxy.get()->asRemote().sendObituary();
     proxies.clear();
     releaseAllOf(peer->name);
+    // Most often it was killed (an exit removes its own): its file would outlive it.
+    mDirectory.removeIfStale(peer->name, pidOfName(peer->name));
 }
 
 binder_status_t SocketTransport::call(const std::shared_ptr<Peer>& peer, Frame frame,
@@ -423,16 +443,10 @@ binder_status_t SocketTransport::transact(RemoteBinder& proxy, transaction_code_
     if (status != STATUS_OK)
         return status;
     if (oneway) {
-        bool dead;
-        {
-            MutexLock lock(peer->lock);
-            dead = peer->dead;
-        }
-        if (dead || !peer->connection->send(frame)) {
+        status = sendOneway(*peer, frame);
+        if (status != STATUS_OK)
             unpin(peer->name, pinned);
-            return STATUS_DEAD_OBJECT;
-        }
-        return STATUS_OK;
+        return status;
     }
     std::unique_ptr<AParcel> answer;
     status = call(peer, std::move(frame), &answer);
@@ -669,13 +683,7 @@ void SocketTransport::pruneExportsLocked(std::vector<AIBinder*>* forgotten) {
 
 void SocketTransport::answerLookup(const std::shared_ptr<Incoming>& incoming, const Frame& frame) {
     const std::string name(frame.payload.begin(), frame.payload.end());
-    ndk::SpAIBinder service;
-    {
-        MutexLock lock(mLock);
-        auto it = mServices.find(name);
-        if (it != mServices.end())
-            service = it->second;
-    }
+    ndk::SpAIBinder service = ownService(name);
     AParcel reply;
     reply.writeBinder(service.get());
     sendReply(incoming, frame.txnId, STATUS_OK, &reply);
@@ -696,6 +704,41 @@ void SocketTransport::sendReply(const std::shared_ptr<Incoming>& incoming, uint6
     frame.code = static_cast<uint32_t>(status);
     if (!incoming->connection->send(frame))
         unpin(incoming->peerName, pinned);
+}
+
+binder_status_t SocketTransport::sendOneway(Peer& peer, const Frame& frame) {
+    const size_t bytes = frame.payload.size();
+    {
+        MutexLock lock(peer.lock);
+        if (peer.dead)
+            return STATUS_DEAD_OBJECT;
+        // As a device's receiver would refuse it: its queue of our oneway calls is full, because
+        // it is slow or stopped reading. Failing here keeps this thread from waiting on it.
+        if (bytes > kMaxOnewayBytes - peer.onewayBytes)
+            return STATUS_FAILED_TRANSACTION;
+        peer.onewayBytes += bytes;
+    }
+    if (peer.connection->send(frame))
+        return STATUS_OK;
+    MutexLock lock(peer.lock);
+    peer.onewayBytes -= std::min(peer.onewayBytes, bytes);
+    return STATUS_DEAD_OBJECT;
+}
+
+bool SocketTransport::creditOneway(Peer& peer, const Frame& frame) {
+    MutexLock lock(peer.lock);
+    if (!frame.objects.empty() || !frame.payload.empty() || frame.target > peer.onewayBytes)
+        return false;
+    peer.onewayBytes -= frame.target;
+    return true;
+}
+
+void SocketTransport::sendOnewayDone(const std::shared_ptr<Incoming>& incoming, size_t bytes) {
+    Frame done;
+    done.type = FrameType::kOnewayDone;
+    done.target = bytes;
+    // A peer that is gone needs no credit.
+    incoming->connection->send(done);
 }
 
 void SocketTransport::queueIncoming(uint64_t target, bool oneway, std::unique_ptr<Work> work) {
@@ -735,10 +778,10 @@ binder_exception_t SocketTransport::addService(AIBinder* binder, const char* nam
     if (binder->isRemote() || &binder->process() != mProcess.get())
         return EX_UNSUPPORTED_OPERATION;
     ndk::SpAIBinder replaced;
-    {
-        MutexLock lock(mLock);
-        replaced = ServiceManager::replaceEntry(mServices, name, binder);
-    }
+    MutexLock lock(mLock);
+    // Entered and published under the lock, so that ownService never sees the entry with the
+    // directory still naming an earlier owner, and takes it for replaced.
+    replaced = ServiceManager::replaceEntry(mServices, name, binder);
     if (!mDirectory.publish(name, mName)) {
         std::fprintf(stderr, "binder: %s: cannot publish service %s: %s\n", mName.c_str(), name,
                      std::strerror(errno));
@@ -747,20 +790,39 @@ binder_exception_t SocketTransport::addService(AIBinder* binder, const char* nam
     return EX_NONE;
 }
 
+ndk::SpAIBinder SocketTransport::ownService(const std::string& name) {
+    ndk::SpAIBinder replaced;
+    MutexLock lock(mLock);
+    auto it = mServices.find(name);
+    if (it == mServices.end())
+        return nullptr;
+    const std::optional<std::string> owner = mDirectory.owner(name);
+    if (owner && *owner != mName) {
+        // Another process registered the name since: let go of ours, as a device's service
+        // manager would have (dropped after the lock, as it may be the last reference).
+        replaced = std::move(it->second);
+        mServices.erase(it);
+        return nullptr;
+    }
+    return it->second;
+}
+
 ndk::SpAIBinder SocketTransport::getService(const char* name,
                                             std::optional<std::chrono::milliseconds> timeout) {
     if (!ServiceManager::isValidName(name))
         return nullptr;
-    const auto deadline =
-            std::chrono::steady_clock::now() + timeout.value_or(std::chrono::milliseconds(0));
+    std::optional<std::chrono::steady_clock::time_point> deadline;
+    if (timeout)
+        deadline = std::chrono::steady_clock::now() + *timeout;
+    // Watched before looking, so that a registration right after the look still wakes us.
+    std::optional<DirectoryWatch> watch;
+    if (timeout != std::chrono::milliseconds(0))
+        watch.emplace(mDirectory.servicesPath());
     for (;;) {
         const std::optional<std::string> owner = mDirectory.owner(name);
-        if (owner && *owner == mName) {
-            MutexLock lock(mLock);
-            auto it = mServices.find(name);
-            if (it != mServices.end())
-                return it->second;
-        } else if (owner) {
+        if (ndk::SpAIBinder own = ownService(name); own.get() != nullptr) {
+            return own;
+        } else if (owner && *owner != mName) {
             // An owner that does not answer has died: its registration is gone with it.
             if (std::shared_ptr<Peer> peer = peerFor(*owner)) {
                 Frame lookup;
@@ -774,12 +836,8 @@ ndk::SpAIBinder SocketTransport::getService(const char* name,
                 }
             }
         }
-        const auto now = std::chrono::steady_clock::now();
-        if (timeout && now >= deadline)
+        if (!watch || !watch->wait(deadline))
             return nullptr;
-        std::this_thread::sleep_for(timeout ? std::min<std::chrono::steady_clock::duration>(
-                                                      kServicePollInterval, deadline - now)
-                                            : kServicePollInterval);
     }
 }
 

@@ -18,6 +18,11 @@
 //  - Incoming transactions run on the default process's binder thread pool, under its limits,
 //    with AIBinder_getCallingUid/Pid taken from SO_PEERCRED (pid 0 for oneway, as in-process).
 //    Oneway transactions to one object run one at a time, in arrival order.
+//  - Oneway transactions a process sent to another and that have not yet run there share half
+//    the transaction buffer (kMaxOnewayBytes): the receiver answers each with kOnewayDone once
+//    it ran or was dropped, and a send that would overfill the share fails at once with
+//    STATUS_FAILED_TRANSACTION. So a receiver that is slow or stopped reading cannot make the
+//    sender wait, nor queue more than that share of its data.
 //  - Binders travel in the frame's object table: the sender's own objects become proxies in the
 //    receiver, the receiver's own objects come home as themselves. The sender keeps an object
 //    alive for each receiver it sent it to (counted per send) until the receiver's proxy goes
@@ -27,15 +32,22 @@
 //    objects. A malformed or truncated frame closes only the connection it came on.
 //  - The service manager is a rendezvous in the directory (ServiceDirectory): names point to the
 //    owning process's socket, and the owner answers lookups with the binder. A name whose owner
-//    no longer answers is gone; a second registration replaces the first.
+//    no longer answers is gone; a second registration replaces the first, and the first owner
+//    lets go of its object when it next looks the name up or is asked for it. Waiting for a
+//    service sleeps until the directory changes (DirectoryWatch).
+//  - A process removes the socket files of processes that are gone (its user's only): those it
+//    finds at start-up, one whose connection to it closed, and one whose connect is refused.
 //
 // Not done yet:
 //  - Only the default process takes part: binders of simulated processes, and proxies for
 //    objects of a third process, cannot be sent over a socket (STATUS_FAILED_TRANSACTION), and
 //    only local binders can be registered as services.
-//  - A registration replaced by another process stays held by its old owner until that exits.
-//  - waitForService polls the directory instead of being woken.
-//  - Stale socket files of processes that were killed stay in the directory.
+//  - Oneway shares are per sending process: several senders together can queue more than half
+//    the buffer at one receiver.
+//  - A frame is written with a blocking send: oneway data within its share may still fill a
+//    socket buffer smaller than the share (the default is about 200 KiB) of a receiver that
+//    stopped reading, and then the sending thread waits.
+//  - A replaced registration is let go of only when its old owner next handles that name.
 //  - File descriptors in parcels are not carried.
 //
 // Threads: any thread.
@@ -132,10 +144,18 @@ class SocketTransport : public Transport {
     // Forgets exported objects that were destroyed; the caller drops their weak references.
     void pruneExportsLocked(std::vector<AIBinder*>* forgotten) HOST_REQUIRES(mLock);
 
+    // The service this process registered as name, unless another process has replaced it
+    // since: then it is let go of, and null.
+    ndk::SpAIBinder ownService(const std::string& name) HOST_EXCLUDES(mLock);
     void answerLookup(const std::shared_ptr<Incoming>& incoming, const Frame& frame)
             HOST_EXCLUDES(mLock);
     void sendReply(const std::shared_ptr<Incoming>& incoming, uint64_t txnId,
                    binder_status_t status, const AParcel* reply);
+    // Sends a oneway frame if the peer's share of its oneway queue has room for it.
+    binder_status_t sendOneway(Peer& peer, const Frame& frame);
+    // Takes a kOnewayDone from peer: false if it credits more than was sent.
+    bool creditOneway(Peer& peer, const Frame& frame);
+    void sendOnewayDone(const std::shared_ptr<Incoming>& incoming, size_t bytes);
     void queueIncoming(uint64_t target, bool oneway, std::unique_ptr<Work> work)
             HOST_EXCLUDES(mLock);
     void onOnewayDone(uint64_t target) HOST_EXCLUDES(mLock);

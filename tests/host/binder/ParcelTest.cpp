@@ -3,9 +3,9 @@
  */
 
 // AParcel as a byte buffer: the modem interface's array types and parcelable come back as written
-// and aligned (its scalars cross in the generated glue's tests); short, mistyped and hostile data
-// fail the read with a status, without reading past the data or allocating what the data cannot
-// hold.
+// and aligned, also through a transaction with another process over each transport; short, mistyped
+// and hostile data fail the read with a status, without reading past the data or allocating what
+// the data cannot hold.
 
 #include <aidl/vendor/vyr/plim/modem/ResponseInfo.h>
 #include <android/binder_parcel_utils.h>
@@ -18,7 +18,9 @@
 #include <string>
 #include <vector>
 
+#include "OtherProcess.h"
 #include "TestObject.h"
+#include "XprocProtocol.h"
 
 namespace {
 
@@ -71,34 +73,41 @@ void PrintTo(const RoundTripRow& row, std::ostream* os) {
 class ParcelRoundTripTest : public ParcelTest,
                             public ::testing::WithParamInterface<RoundTripRow> {};
 
-TEST_P(ParcelRoundTripTest, RoundTrip_WhenValueWritten_SameValueAndNextValueAligned) {
-    const RoundTripRow& row = GetParam();
+binder_status_t writeRow(AParcel* p, const RoundTripRow& row) {
     const std::string first = row.values.empty() ? "" : row.values.front();
-    const std::vector<uint8_t> bytes(first.begin(), first.end());
-    AParcel* p = parcel.get();
-    ASSERT_EQ(STATUS_OK, row.kind == Kind::BYTES    ? ndk::AParcel_writeVector(p, bytes)
-                         : row.kind == Kind::STRING ? ndk::AParcel_writeString(p, first)
-                                                    : ndk::AParcel_writeVector(p, row.values));
-    ASSERT_EQ(STATUS_OK, AParcel_writeInt32(p, 0x5a5a5a5a));
-    rewind();
+    return row.kind == Kind::BYTES
+                   ? ndk::AParcel_writeVector(p, std::vector<uint8_t>(first.begin(), first.end()))
+           : row.kind == Kind::STRING ? ndk::AParcel_writeString(p, first)
+                                      : ndk::AParcel_writeVector(p, row.values);
+}
 
-    // Stale contents must be replaced, not appended to.
+// Reads the row's value back (replacing stale contents, not appending to them) and checks it.
+void expectRow(const AParcel* p, const RoundTripRow& row) {
+    const std::string first = row.values.empty() ? "" : row.values.front();
     std::vector<uint8_t> readBytes{9, 9};
     std::string readString = "stale";
     std::vector<std::string> readStrings{"stale"};
     if (row.kind == Kind::BYTES) {
-        ASSERT_EQ(STATUS_OK, ndk::AParcel_readVector(p, &readBytes));
-        EXPECT_EQ(bytes, readBytes) << "the byte[] changed on the way";
+        ASSERT_EQ(STATUS_OK, ndk::AParcel_readVector(p, &readBytes)) << row.name;
+        EXPECT_EQ(std::vector<uint8_t>(first.begin(), first.end()), readBytes)
+                << row.name << ": the byte[] changed on the way";
     } else if (row.kind == Kind::STRING) {
-        ASSERT_EQ(STATUS_OK, ndk::AParcel_readString(p, &readString));
-        EXPECT_EQ(first, readString) << "the String changed on the way";
+        ASSERT_EQ(STATUS_OK, ndk::AParcel_readString(p, &readString)) << row.name;
+        EXPECT_EQ(first, readString) << row.name << ": the String changed on the way";
     } else {
-        ASSERT_EQ(STATUS_OK, ndk::AParcel_readVector(p, &readStrings));
-        EXPECT_EQ(row.values, readStrings) << "String[] elements changed, moved or appeared";
+        ASSERT_EQ(STATUS_OK, ndk::AParcel_readVector(p, &readStrings)) << row.name;
+        EXPECT_EQ(row.values, readStrings) << row.name << ": String[] changed, moved or appeared";
     }
     int32_t sentinel = 0;
-    ASSERT_EQ(STATUS_OK, AParcel_readInt32(p, &sentinel));
-    EXPECT_EQ(0x5a5a5a5a, sentinel) << "the padding after the value is wrong";
+    ASSERT_EQ(STATUS_OK, AParcel_readInt32(p, &sentinel)) << row.name;
+    EXPECT_EQ(0x5a5a5a5a, sentinel) << row.name << ": the padding after the value is wrong";
+}
+
+TEST_P(ParcelRoundTripTest, RoundTrip_WhenValueWritten_SameValueAndNextValueAligned) {
+    ASSERT_EQ(STATUS_OK, writeRow(parcel.get(), GetParam()));
+    ASSERT_EQ(STATUS_OK, AParcel_writeInt32(parcel.get(), 0x5a5a5a5a));
+    rewind();
+    expectRow(parcel.get(), GetParam());
 }
 
 std::string counting(size_t size) {
@@ -110,27 +119,88 @@ std::string counting(size_t size) {
 }
 
 // Byte arrays of every padding remainder, strings that UTF-8 and their length make hard.
-INSTANTIATE_TEST_SUITE_P(
-        Values, ParcelRoundTripTest,
-        ::testing::Values(
-                RoundTripRow{"Bytes0", Kind::BYTES, {""}},
-                RoundTripRow{"Bytes1", Kind::BYTES, {counting(1)}},
-                RoundTripRow{"Bytes2", Kind::BYTES, {counting(2)}},
-                RoundTripRow{"Bytes3", Kind::BYTES, {counting(3)}},
-                RoundTripRow{"Bytes4", Kind::BYTES, {counting(4)}},
-                RoundTripRow{"Bytes5", Kind::BYTES, {counting(5)}},
-                RoundTripRow{"Bytes256K", Kind::BYTES, {counting(256 * 1024)}},
-                RoundTripRow{"StringEmpty", Kind::STRING, {""}},
-                RoundTripRow{"StringThreeBytes", Kind::STRING, {"abc"}},
-                RoundTripRow{"StringFourBytes", Kind::STRING, {"abcd"}},
-                RoundTripRow{"StringMultiByte",
-                             Kind::STRING,
-                             {"Gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x93\xb6"}},
-                RoundTripRow{"StringEmbeddedNul", Kind::STRING, {std::string("a\0b", 3)}},
-                RoundTripRow{"StringLong", Kind::STRING, {std::string(70000, 'x')}},
-                RoundTripRow{"StringsEmpty", Kind::STRINGS, {}},
-                RoundTripRow{"StringsMixed", Kind::STRINGS, {"mbn_a", "", "\xe2\x82\xac", "z"}}),
-        [](const ::testing::TestParamInfo<RoundTripRow>& info) { return info.param.name; });
+const std::vector<RoundTripRow> kRoundTripRows = {
+        RoundTripRow{"Bytes0", Kind::BYTES, {""}},
+        RoundTripRow{"Bytes1", Kind::BYTES, {counting(1)}},
+        RoundTripRow{"Bytes2", Kind::BYTES, {counting(2)}},
+        RoundTripRow{"Bytes3", Kind::BYTES, {counting(3)}},
+        RoundTripRow{"Bytes4", Kind::BYTES, {counting(4)}},
+        RoundTripRow{"Bytes5", Kind::BYTES, {counting(5)}},
+        RoundTripRow{"Bytes256K", Kind::BYTES, {counting(256 * 1024)}},
+        RoundTripRow{"StringEmpty", Kind::STRING, {""}},
+        RoundTripRow{"StringThreeBytes", Kind::STRING, {"abc"}},
+        RoundTripRow{"StringFourBytes", Kind::STRING, {"abcd"}},
+        RoundTripRow{"StringMultiByte",
+                     Kind::STRING,
+                     {"Gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x93\xb6"}},
+        RoundTripRow{"StringEmbeddedNul", Kind::STRING, {std::string("a\0b", 3)}},
+        RoundTripRow{"StringLong", Kind::STRING, {std::string(70000, 'x')}},
+        RoundTripRow{"StringsEmpty", Kind::STRINGS, {}},
+        RoundTripRow{"StringsMixed", Kind::STRINGS, {"mbn_a", "", "\xe2\x82\xac", "z"}}};
+
+INSTANTIATE_TEST_SUITE_P(Values, ParcelRoundTripTest, ::testing::ValuesIn(kRoundTripRows),
+                         [](const ::testing::TestParamInfo<RoundTripRow>& info) {
+                             return info.param.name;
+                         });
+
+// Every row's value, the scalars and the parcelable in one parcel, through a transaction to the
+// other process and back: the transport must carry the bytes exactly.
+class ParcelTransactionTest : public TwoProcessTest,
+                              public ::testing::WithParamInterface<TransportKind> {};
+
+INSTANTIATE_TEST_SUITE_P(Transports, ParcelTransactionTest, bothTransports(), transportRowName);
+
+TEST_P(ParcelTransactionTest, Transact_WhenEveryTypeWritten_ComesBackTheSame) {
+    startOther(GetParam());
+    ndk::ScopedAParcel in;
+    ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(other->object().get(), in.getR()));
+    AParcel* p = in.get();
+    for (const RoundTripRow& row : kRoundTripRows) {
+        if (row.name != std::string("Bytes256K")) {
+            ASSERT_EQ(STATUS_OK, writeRow(p, row)) << row.name;
+            AParcel_writeInt32(p, 0x5a5a5a5a);
+        }
+    }
+    AParcel_writeInt64(p, INT64_MIN + 3);
+    AParcel_writeUint64(p, UINT64_MAX - 5);
+    AParcel_writeUint32(p, 0xfffffffeu);
+    AParcel_writeFloat(p, -1.5f);
+    AParcel_writeDouble(p, 1e300);
+    AParcel_writeBool(p, true);
+    AParcel_writeChar(p, u'\u20ac');
+    AParcel_writeByte(p, -7);
+    ASSERT_EQ(STATUS_OK, ResponseInfo({1, -42, 4}).writeToParcel(p));
+
+    ndk::ScopedAParcel out;
+    ASSERT_EQ(STATUS_OK,
+              AIBinder_transact(other->object().get(), xproc::kMirror, in.getR(), out.getR(), 0));
+    const AParcel* r = out.get();
+    for (const RoundTripRow& row : kRoundTripRows) {
+        if (row.name != std::string("Bytes256K"))
+            expectRow(r, row);
+    }
+    int64_t i64 = 0;
+    uint64_t u64 = 0;
+    uint32_t u32 = 0;
+    float f = 0;
+    double d = 0;
+    bool b = false;
+    char16_t c = 0;
+    int8_t i8 = 0;
+    ResponseInfo info;
+    EXPECT_TRUE(AParcel_readInt64(r, &i64) == STATUS_OK && i64 == INT64_MIN + 3) << "int64";
+    EXPECT_TRUE(AParcel_readUint64(r, &u64) == STATUS_OK && u64 == UINT64_MAX - 5) << "uint64";
+    EXPECT_TRUE(AParcel_readUint32(r, &u32) == STATUS_OK && u32 == 0xfffffffeu) << "uint32";
+    EXPECT_TRUE(AParcel_readFloat(r, &f) == STATUS_OK && f == -1.5f) << "float";
+    EXPECT_TRUE(AParcel_readDouble(r, &d) == STATUS_OK && d == 1e300) << "double";
+    EXPECT_TRUE(AParcel_readBool(r, &b) == STATUS_OK && b) << "bool";
+    EXPECT_TRUE(AParcel_readChar(r, &c) == STATUS_OK && c == u'\u20ac') << "char";
+    EXPECT_TRUE(AParcel_readByte(r, &i8) == STATUS_OK && i8 == -7) << "byte";
+    EXPECT_TRUE(info.readFromParcel(r) == STATUS_OK && info.type == 1 && info.serial == -42 &&
+                info.error == 4)
+            << "parcelable";
+    EXPECT_EQ(AParcel_getDataSize(r), AParcel_getDataPosition(r)) << "bytes added on the way";
+}
 
 TEST_F(ParcelTest, RoundTrip_WhenParcelableWritten_FieldsBackAndRestSkipped) {
     ResponseInfo info{0, -42, 4};

@@ -2,8 +2,9 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Binder thread pools of simulated processes: one thread at start, more only while calls wait,
-// never past the maximum, which may grow but not shrink once the pool runs.
+// Binder thread pools, serving calls from another process over each transport: one thread at
+// start, more only while calls wait, never past the maximum, which may grow but not shrink once
+// the pool runs.
 
 #include <android/binder_host.h>
 #include <android/binder_process.h>
@@ -14,14 +15,16 @@
 #include <mutex>
 #include <ostream>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "Latch.h"
+#include "OtherProcess.h"
 #include "TestObject.h"
+#include "XprocProtocol.h"
 
 namespace {
 
-constexpr transaction_code_t kCall = FIRST_CALL_TRANSACTION;
 constexpr uint32_t kNoChange = UINT32_MAX;
 
 // How the maximum is set around startThreadPool; every row ends with 2 lazy threads allowed.
@@ -37,92 +40,86 @@ void PrintTo(const MaximumRow& row, std::ostream* os) {
     *os << row.name;
 }
 
-class ThreadPoolTest : public ::testing::TestWithParam<MaximumRow> {
+class ThreadPoolTest : public TwoProcessTest,
+                       public ::testing::WithParamInterface<std::tuple<TransportKind, MaximumRow>> {
   protected:
     void TearDown() override {
         ABinderHost_setThreadPoolMaxThreadCountRefused(false);
-        ABinderHost_waitForIdle();
-        EXPECT_EQ(0u, server.pendingWork()) << "the server still has work queued";
+        TwoProcessTest::TearDown();
     }
-
-    ndk::SpAIBinder serve(testobject::Handler handler) {
-        return server.run([&] {
-            ndk::SpAIBinder local = testobject::create(std::move(handler));
-            return testobject::sendTo(ABinderHost_Process_getDefault(), local);
-        });
-    }
-
-    ndk::host::ScopedProcess server{"server"};
 };
 
+// This process serves; the other process calls in.
 TEST_P(ThreadPoolTest, StartThreadPool_WhenCallsPileUp_StartsThreadsLazilyUpToMax) {
-    const MaximumRow& row = GetParam();
-    server.run([&] {
-        ASSERT_TRUE(ABinderProcess_setThreadPoolMaxThreadCount(row.before));
-        ABinderProcess_startThreadPool();
-        ABinderHost_setThreadPoolMaxThreadCountRefused(row.refused);
-        if (row.after != kNoChange) {
-            EXPECT_EQ(row.afterResult, ABinderProcess_setThreadPoolMaxThreadCount(row.after))
-                    << "the setting after start was refused or accepted wrongly";
-        }
-    });
-    EXPECT_EQ(1u, ABinderHost_Process_getBinderThreadCount(server.get()))
+    const MaximumRow& row = std::get<1>(GetParam());
+    ASSERT_TRUE(ABinderProcess_setThreadPoolMaxThreadCount(row.before));
+    ABinderProcess_startThreadPool();
+    ABinderHost_setThreadPoolMaxThreadCountRefused(row.refused);
+    if (row.after != kNoChange) {
+        EXPECT_EQ(row.afterResult, ABinderProcess_setThreadPoolMaxThreadCount(row.after))
+                << "the setting after start was refused or accepted wrongly";
+    }
+    ABinderHost_Process* self = ABinderHost_Process_getDefault();
+    EXPECT_EQ(1u, ABinderHost_Process_getBinderThreadCount(self))
             << "startThreadPool must start exactly one thread";
+    startOther(std::get<0>(GetParam()), OtherProcess::kPoolStartedByTest);
 
     std::mutex mutex;
     std::condition_variable changed;
     int running = 0;
     Latch release;
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
+    ndk::SpAIBinder mine = testobject::create([&](auto, auto, AParcel* out) {
         {
             std::lock_guard<std::mutex> lock(mutex);
             ++running;
             changed.notify_all();
         }
         release.wait();
-        return STATUS_OK;
+        return AParcel_writeInt32(out, 0);
     });
-    std::vector<std::thread> callers;
-    for (int i = 0; i < 4; ++i) {
-        callers.emplace_back([&] { EXPECT_EQ(STATUS_OK, testobject::callInt(proxy, kCall, 0)); });
-    }
+    AParcel* reply = nullptr;
+    binder_status_t status = STATUS_UNKNOWN_ERROR;
+    std::thread caller([&] {
+        // Four two-way calls at once from four threads of the other process.
+        if (callWith(other->object(), xproc::kCallBack, {FIRST_CALL_TRANSACTION, 0, 0, 4, 4},
+                     &reply, 0, mine.get()) == STATUS_OK)
+            AParcel_readInt32(reply, &status);
+        AParcel_delete(reply);
+    });
     {
         std::unique_lock<std::mutex> lock(mutex);
         EXPECT_TRUE(changed.wait_for(lock, Latch::kTimeout, [&] { return running == 3; }))
                 << "the pool did not grow to serve the waiting calls";
     }
-    // The fourth caller may still be on its way: wait until its call is queued too.
-    const auto deadline = std::chrono::steady_clock::now() + Latch::kTimeout;
-    while (server.pendingWork() < 4 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    EXPECT_EQ(4u, server.pendingWork()) << "a call got lost on its way to the server";
-    EXPECT_EQ(3u, ABinderHost_Process_getBinderThreadCount(server.get()))
+    // The fourth call may still be on its way: wait until it is queued too.
+    EXPECT_TRUE(eventually([&] { return ABinderHost_Process_getPendingWork(self) >= 4; }))
+            << "a call got lost on its way to this process";
+    EXPECT_EQ(3u, ABinderHost_Process_getBinderThreadCount(self))
             << "the pool did not grow to exactly its maximum";
     {
         std::lock_guard<std::mutex> lock(mutex);
         EXPECT_EQ(3, running) << "the fourth call ran without a free thread";
     }
     release.open();
-    for (std::thread& caller : callers) {
-        caller.join();
-    }
+    caller.join();
+    EXPECT_EQ(STATUS_OK, status) << "a call from the other process failed";
     std::lock_guard<std::mutex> lock(mutex);
     EXPECT_EQ(4, running) << "a call was lost";
 }
 
-INSTANTIATE_TEST_SUITE_P(Maximums, ThreadPoolTest,
-                         ::testing::Values(MaximumRow{"SetBeforeStart", 2, kNoChange, false, true},
-                                           MaximumRow{"RaisedAfterStart", 1, 2, false, true},
-                                           MaximumRow{"SameAfterStart", 2, 2, false, true},
-                                           MaximumRow{"RaiseRefused", 2, 5, true, false}),
-                         [](const ::testing::TestParamInfo<MaximumRow>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(
+        Maximums, ThreadPoolTest,
+        ::testing::Combine(bothTransports(),
+                           ::testing::Values(MaximumRow{"SetBeforeStart", 2, kNoChange, false,
+                                                        true},
+                                             MaximumRow{"RaisedAfterStart", 1, 2, false, true},
+                                             MaximumRow{"SameAfterStart", 2, 2, false, true},
+                                             MaximumRow{"RaiseRefused", 2, 5, true, false})),
+        [](const auto& info) {
+            return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
+        });
 
-using ThreadPoolDeathTest = ThreadPoolTest;
-
-TEST_F(ThreadPoolDeathTest, SetThreadPoolMaxThreadCount_WhenLoweredAfterStart_Aborts) {
+TEST(ThreadPoolDeathTest, SetThreadPoolMaxThreadCount_WhenLoweredAfterStart_Aborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     // The daemon's own process, as it would go wrong in the daemon.
     EXPECT_DEATH(
@@ -133,6 +130,7 @@ TEST_F(ThreadPoolDeathTest, SetThreadPoolMaxThreadCount_WhenLoweredAfterStart_Ab
             },
             "thread pool cannot be shrunk after starting")
             << "a started pool was shrunk instead of aborting";
+    ndk::host::ScopedProcess server("server");
     EXPECT_TRUE(server.run([] {
         return ABinderProcess_setThreadPoolMaxThreadCount(1) &&
                ABinderProcess_setThreadPoolMaxThreadCount(0);

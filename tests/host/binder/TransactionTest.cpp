@@ -2,27 +2,152 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Transactions between simulated processes: where they run, what comes back, the checks on the
-// way in, and the ordering of oneway calls.
+// Transactions with another process, over each transport: where they run, who they report as
+// the caller, what comes back (replies, statuses, exceptions, binders), the checks on the way
+// in, the buffer limits, and the ordering of oneway calls.
 
 #include <android/binder_host.h>
 #include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
-
-#include <ostream>
+#include <unistd.h>
 
 #include <atomic>
 #include <mutex>
+#include <ostream>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "Latch.h"
+#include "OtherProcess.h"
 #include "TestObject.h"
+#include "XprocProtocol.h"
 
 namespace {
 
-constexpr transaction_code_t kDouble = FIRST_CALL_TRANSACTION;
-constexpr transaction_code_t kRecord = FIRST_CALL_TRANSACTION + 1;
+class TransactionTest : public TwoProcessTest, public ::testing::WithParamInterface<TransportKind> {
+  protected:
+    void SetUp() override { startOther(GetParam()); }
+
+    // A oneway or two-way kRecord to a peer object carrying bytes of payload.
+    static binder_status_t recordBytes(const ndk::SpAIBinder& object, size_t bytes,
+                                       binder_flags_t flags) {
+        ndk::ScopedAParcel in;
+        AIBinder_prepareTransaction(object.get(), in.getR());
+        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(bytes));
+        ndk::ScopedAParcel out;
+        return AIBinder_transact(object.get(), xproc::kRecord, in.getR(), out.getR(), flags);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Transports, TransactionTest, bothTransports(), transportRowName);
+
+TEST_P(TransactionTest, Transact_BothWays_RunOnCalleeBinderThreadWithCallerIdentity) {
+    const pid_t self = ABinderHost_Process_getPid(ABinderHost_Process_getDefault());
+    AParcel* reply = nullptr;
+    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kEcho, {21}, &reply)) << "two-way call";
+    int32_t echo[6] = {};
+    for (int32_t& field : echo)
+        AParcel_readInt32(reply, &field);
+    AParcel_delete(reply);
+    EXPECT_EQ(42, echo[0]) << "the reply is not what the other process wrote";
+    EXPECT_EQ(self, echo[1]) << "a two-way call must report its caller's pid";
+    EXPECT_EQ(static_cast<int32_t>(getuid()), echo[2]) << "calling uid";
+    EXPECT_EQ(other->pid(), echo[3]) << "the call ran outside the other process";
+    EXPECT_EQ(1, echo[4]) << "ran on a thread that is not a binder thread";
+    EXPECT_EQ(1, echo[5]) << "the handler was not marked as handling a transaction";
+    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kRecord, {7}, nullptr, FLAG_ONEWAY));
+    PeerRecord record;
+    EXPECT_TRUE(eventually([&] { return (record = recordOf(other->object())).values.size() == 1; }))
+            << "the oneway call never ran";
+    EXPECT_EQ(std::vector<int32_t>{0}, record.callers) << "a oneway call must report pid 0";
+
+    // Concurrent callers on one connection: each reply must find its own caller.
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> callers;
+    for (int32_t t = 0; t < 4; ++t) {
+        callers.emplace_back([&, t] {
+            for (int32_t i = 0; i < 50; ++i) {
+                int32_t doubled = 0;
+                if (testobject::callInt(other->object(), xproc::kEcho, t * 1000 + i, &doubled) !=
+                            STATUS_OK ||
+                    doubled != (t * 1000 + i) * 2)
+                    ++wrong;
+            }
+        });
+    }
+    for (auto& caller : callers)
+        caller.join();
+    EXPECT_EQ(0, wrong.load()) << "replies lost or crossed between concurrent callers";
+
+    // And the other way: the other process calls an object of this one, two-way then oneway.
+    std::mutex mutex;
+    std::vector<std::tuple<pid_t, uid_t, bool, ABinderHost_Process*>> seen;
+    Latch onewayRan;
+    ndk::SpAIBinder mine = testobject::create([&](auto, const AParcel* in, AParcel* out) {
+        std::lock_guard<std::mutex> lock(mutex);
+        seen.emplace_back(AIBinder_getCallingPid(), AIBinder_getCallingUid(),
+                          ABinderHost_isBinderThread(), ABinderHost_Process_getCurrent());
+        if (seen.size() == 2)
+            onewayRan.open();
+        int32_t value = 0;
+        AParcel_readInt32(in, &value);
+        return AParcel_writeInt32(out, value + 1);
+    });
+    for (binder_flags_t flags : {binder_flags_t{0}, binder_flags_t{FLAG_ONEWAY}}) {
+        ASSERT_EQ(STATUS_OK,
+                  callWith(other->object(), xproc::kCallBack,
+                           {FIRST_CALL_TRANSACTION, 41, static_cast<int32_t>(flags), 1, 1}, &reply,
+                           0, mine.get()));
+        int32_t status = -1, answer = 0;
+        AParcel_readInt32(reply, &status);
+        AParcel_readInt32(reply, &answer);
+        AParcel_delete(reply);
+        EXPECT_EQ(STATUS_OK, status) << "the other process could not call this one's object";
+        EXPECT_EQ(flags == 0 ? 42 : 0, answer) << "the answer relayed by the other process";
+    }
+    ASSERT_TRUE(onewayRan.wait()) << "the oneway call from the other process never ran";
+    std::lock_guard<std::mutex> lock(mutex);
+    for (size_t i = 0; i < seen.size(); ++i) {
+        const auto& [pid, uid, binderThread, process] = seen[i];
+        EXPECT_EQ(i == 0 ? other->pid() : 0, pid) << "calling pid, call " << i;
+        EXPECT_EQ(getuid(), uid) << "calling uid, call " << i;
+        EXPECT_TRUE(binderThread) << "call " << i << " ran off this process's binder threads";
+        EXPECT_EQ(ABinderHost_Process_getDefault(), process) << "call " << i;
+    }
+}
+
+TEST_P(TransactionTest,
+       Transact_WhenOnewayBurstsToTwoObjects_ReturnAtOnceAndEachRunsInOrderOneAtATime) {
+    constexpr int32_t kCalls = 200;
+    const ndk::SpAIBinder objects[2] = {other->object(), newPeerObject()};
+    ASSERT_NE(nullptr, objects[1].get());
+    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kCloseGate, {}));
+    for (int32_t i = 0; i < kCalls; ++i) {
+        for (const ndk::SpAIBinder& object : objects) {
+            // EXPECT: a return here would leave the handlers at the gate.
+            EXPECT_EQ(STATUS_OK, callWith(object, xproc::kRecord, {i}, nullptr, FLAG_ONEWAY))
+                    << "oneway call " << i;
+        }
+    }
+    for (const ndk::SpAIBinder& object : objects) {
+        EXPECT_TRUE(recordOf(object).values.empty()) << "a oneway call waited for its handler";
+    }
+    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kOpenGate, {}));
+
+    std::vector<int32_t> expected(kCalls);
+    for (int32_t i = 0; i < kCalls; ++i)
+        expected[static_cast<size_t>(i)] = i;
+    for (const ndk::SpAIBinder& object : objects) {
+        PeerRecord record;
+        EXPECT_TRUE(eventually([&] {
+            return (record = recordOf(object)).values.size() >= size_t{kCalls};
+        })) << "only "
+            << record.values.size() << " oneway calls ran";
+        EXPECT_EQ(expected, record.values) << "oneway calls to one object lost or reordered";
+        EXPECT_FALSE(record.overlapped) << "two oneway calls to one object ran at once";
+    }
+}
 
 // A transaction the binder answers itself: a spoiled interface token, or a code outside the
 // user range.
@@ -33,260 +158,139 @@ struct RefusalRow {
     binder_status_t expected;
 };
 
-void PrintTo(const RefusalRow& row, std::ostream* os) {
-    *os << row.name;
-}
-
-class TransactionTest : public ::testing::TestWithParam<RefusalRow> {
+class TransactionRefusalTest
+    : public TwoProcessTest,
+      public ::testing::WithParamInterface<std::tuple<TransportKind, RefusalRow>> {
   protected:
-    void SetUp() override { server.startThreadPool(3); }
-
-    void TearDown() override {
-        ABinderHost_waitForIdle();
-        EXPECT_EQ(0u, server.pendingWork()) << "the server still has transactions queued";
-    }
-
-    // A test object living in the server, and the default process's proxy for it.
-    ndk::SpAIBinder serve(testobject::Handler handler) {
-        return server.run([&] {
-            ndk::SpAIBinder local = testobject::create(std::move(handler));
-            return testobject::sendTo(ABinderHost_Process_getDefault(), local);
-        });
-    }
-
-    static binder_status_t doubleIt(const AParcel* in, AParcel* out) {
-        int32_t value = 0;
-        binder_status_t status = AParcel_readInt32(in, &value);
-        if (status != STATUS_OK)
-            return status;
-        return AParcel_writeInt32(out, value * 2);
-    }
-
-    ndk::host::ScopedProcess server{"server"};
+    void SetUp() override { startOther(std::get<0>(GetParam())); }
 };
 
-TEST_F(TransactionTest, Transact_WhenRemote_RunsOnServerBinderThreadAndRepliesToCaller) {
-    struct Seen {
-        std::thread::id thread;
-        bool binderThread = false;
-        ABinderHost_Process* process = nullptr;
-        pid_t callingPid = -1;
-        bool handling = false;
-    };
-    std::mutex mutex;
-    std::vector<Seen> seen;
-    ndk::SpAIBinder proxy = serve([&](auto, const AParcel* in, AParcel* out) {
-        std::lock_guard<std::mutex> lock(mutex);
-        seen.push_back({std::this_thread::get_id(), ABinderHost_isBinderThread(),
-                        ABinderHost_Process_getCurrent(), AIBinder_getCallingPid(),
-                        AIBinder_isHandlingTransaction()});
-        return doubleIt(in, out);
-    });
-    ASSERT_TRUE(AIBinder_isRemote(proxy.get())) << "the server's object was not a proxy here";
-
-    int32_t result = 0;
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kDouble, 21, &result));
-    EXPECT_EQ(42, result) << "the reply is not what the server wrote";
-    ASSERT_EQ(STATUS_OK, testobject::callInt(proxy, kDouble, 0, nullptr, FLAG_ONEWAY));
-    ABinderHost_waitForIdle();
-
-    std::lock_guard<std::mutex> lock(mutex);
-    ASSERT_EQ(2u, seen.size()) << "a call was lost or ran twice";
-    for (const Seen& s : seen) {
-        EXPECT_NE(std::this_thread::get_id(), s.thread) << "ran on the caller's thread";
-        EXPECT_TRUE(s.binderThread) << "ran on a thread that is not a binder thread";
-        EXPECT_EQ(server.get(), s.process) << "ran outside the server process";
-        EXPECT_TRUE(s.handling) << "the handler was not marked as handling a transaction";
-    }
-    EXPECT_EQ(ABinderHost_Process_getPid(ABinderHost_Process_getDefault()), seen[0].callingPid)
-            << "a two-way call must report its caller's pid";
-    EXPECT_EQ(0, seen[1].callingPid) << "a oneway call must report pid 0";
-}
-
-TEST_F(TransactionTest, Transact_WhenLocal_RunsOnCallerThread) {
-    std::thread::id ranOn;
-    ndk::SpAIBinder local = testobject::create([&](auto, auto, auto) {
-        ranOn = std::this_thread::get_id();
-        return STATUS_OK;
-    });
-    ASSERT_EQ(STATUS_OK, testobject::callInt(local, kRecord, 0, nullptr, FLAG_ONEWAY));
-    EXPECT_EQ(std::this_thread::get_id(), ranOn)
-            << "a call to an object of the same process must run directly, as on a device";
-}
-
-TEST_F(TransactionTest,
-       Transact_WhenOnewayBurstsToTwoObjects_ReturnAtOnceAndEachRunsInOrderOneAtATime) {
-    constexpr int kCalls = 200;
-    struct Record {
-        std::mutex mutex;
-        std::vector<int> order;
-        std::atomic<int> running{0};
-        std::atomic<bool> overlapped{false};
-    };
-    Record records[2];
-    Latch release;
-    auto handlerFor = [&release](Record& record) {
-        return [&record, &release](auto, const AParcel* in, auto) {
-            release.wait();
-            if (record.running.fetch_add(1) != 0)
-                record.overlapped = true;
-            int32_t value = 0;
-            AParcel_readInt32(in, &value);
-            {
-                std::lock_guard<std::mutex> lock(record.mutex);
-                record.order.push_back(value);
-            }
-            std::this_thread::yield();
-            record.running.fetch_sub(1);
-            return STATUS_OK;
-        };
-    };
-    ndk::SpAIBinder first = serve(handlerFor(records[0]));
-    ndk::SpAIBinder second = serve(handlerFor(records[1]));
-
-    for (int i = 0; i < kCalls; ++i) {
-        // EXPECT: a return here would leave the handlers waiting for the latch.
-        EXPECT_EQ(STATUS_OK, testobject::callInt(first, kRecord, i, nullptr, FLAG_ONEWAY));
-        EXPECT_EQ(STATUS_OK, testobject::callInt(second, kRecord, i, nullptr, FLAG_ONEWAY));
-    }
-    for (Record& record : records) {
-        std::lock_guard<std::mutex> lock(record.mutex);
-        EXPECT_TRUE(record.order.empty()) << "a oneway call waited for its handler to run";
-    }
-    release.open();
-    ABinderHost_waitForIdle();
-
-    std::vector<int> expected(kCalls);
-    for (int i = 0; i < kCalls; ++i)
-        expected[i] = i;
-    for (Record& record : records) {
-        std::lock_guard<std::mutex> lock(record.mutex);
-        EXPECT_EQ(expected, record.order) << "oneway calls to one object were lost or reordered";
-        EXPECT_FALSE(record.overlapped) << "two oneway calls to one object ran at once";
-    }
-}
-
-TEST_P(TransactionTest, Transact_WhenTokenOrCodeWrong_AnsweredByBinderWithoutHandler) {
-    const RefusalRow& row = GetParam();
-    std::atomic<int> handled{0};
-    ndk::SpAIBinder proxy = serve([&](auto, auto, auto) {
-        ++handled;
-        return STATUS_OK;
-    });
+TEST_P(TransactionRefusalTest, Transact_WhenTokenOrCodeWrong_AnsweredByBinderWithoutHandler) {
+    const RefusalRow& row = std::get<1>(GetParam());
+    const ndk::SpAIBinder& object = other->object();
     ndk::ScopedAParcel in;
-    ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(proxy.get(), in.getR()));
-    if (row.spoil != nullptr) {
+    ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(object.get(), in.getR()));
+    if (row.spoil != nullptr)
         row.spoil(in.get());
-    }
+    AParcel_writeInt32(in.get(), 1);
     ndk::ScopedAParcel out;
-    EXPECT_EQ(row.expected, AIBinder_transact(proxy.get(), row.code, in.getR(), out.getR(), 0))
+    EXPECT_EQ(row.expected, AIBinder_transact(object.get(), row.code, in.getR(), out.getR(), 0))
             << "wrong status";
-    EXPECT_EQ(0, handled.load()) << "the class handled a transaction the binder must answer";
+    EXPECT_TRUE(recordOf(object).values.empty())
+            << "the class handled a transaction the binder must answer";
 }
 
 INSTANTIATE_TEST_SUITE_P(
-        Refusals, TransactionTest,
-        ::testing::Values(RefusalRow{"TokenMissing", kRecord, [](AParcel* p) { AParcel_reset(p); },
-                                     STATUS_BAD_TYPE},
-                          RefusalRow{"TokenOverwritten", kRecord,
-                                     [](AParcel* p) {
-                                         AParcel_setDataPosition(p, 0);
-                                         AParcel_writeInt32(p, 0x1234);
-                                     },
-                                     STATUS_BAD_TYPE},
-                          RefusalRow{"OtherDescriptor", kRecord,
-                                     [](AParcel* p) {
-                                         AParcel_setDataPosition(p, 4);
-                                         ndk::AParcel_writeString(p, std::string("plim.test.X"));
-                                     },
-                                     STATUS_BAD_TYPE},
-                          RefusalRow{"CodeZero", 0, nullptr, STATUS_UNKNOWN_TRANSACTION},
-                          RefusalRow{"CodePastLastCall", LAST_CALL_TRANSACTION + 1, nullptr,
-                                     STATUS_UNKNOWN_TRANSACTION},
-                          RefusalRow{"Ping", ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G', nullptr,
-                                     STATUS_OK}),
-        [](const ::testing::TestParamInfo<RefusalRow>& info) { return info.param.name; });
+        Refusals, TransactionRefusalTest,
+        ::testing::Combine(
+                bothTransports(),
+                ::testing::Values(RefusalRow{"TokenMissing", xproc::kRecord,
+                                             [](AParcel* p) { AParcel_reset(p); }, STATUS_BAD_TYPE},
+                                  RefusalRow{"TokenOverwritten", xproc::kRecord,
+                                             [](AParcel* p) {
+                                                 AParcel_setDataPosition(p, 0);
+                                                 AParcel_writeInt32(p, 0x1234);
+                                             },
+                                             STATUS_BAD_TYPE},
+                                  RefusalRow{"OtherDescriptor", xproc::kRecord,
+                                             [](AParcel* p) {
+                                                 AParcel_setDataPosition(p, 4);
+                                                 ndk::AParcel_writeString(
+                                                         p, std::string("plim.test.X"));
+                                             },
+                                             STATUS_BAD_TYPE},
+                                  RefusalRow{"CodeZero", 0, nullptr, STATUS_UNKNOWN_TRANSACTION},
+                                  RefusalRow{"CodePastLastCall", LAST_CALL_TRANSACTION + 1, nullptr,
+                                             STATUS_UNKNOWN_TRANSACTION},
+                                  RefusalRow{"Ping", ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G',
+                                             nullptr, STATUS_OK})),
+        [](const auto& info) {
+            return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
+        });
 
-TEST_F(TransactionTest, Transact_WhenOverTransactionBuffer_FailsFailedTransaction) {
-    ndk::SpAIBinder proxy = serve([](auto, auto, auto) { return STATUS_OK; });
-    auto callWith = [&](size_t bytes, binder_flags_t flags) {
-        ndk::ScopedAParcel in;
-        AIBinder_prepareTransaction(proxy.get(), in.getR());
-        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(bytes));
-        ndk::ScopedAParcel out;
-        return AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), flags);
+TEST_P(TransactionTest, Transact_WhenHandlerFailsOrThrows_CallerGetsStatusOrException) {
+    struct Row {
+        binder_status_t status;
+        binder_exception_t exception;
     };
-    EXPECT_EQ(STATUS_OK, callWith(600 * 1024, 0)) << "a two-way call may fill most of 1 MiB";
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, callWith(600 * 1024, FLAG_ONEWAY))
+    for (const Row& row : {Row{STATUS_BAD_VALUE, EX_NONE}, Row{STATUS_PERMISSION_DENIED, EX_NONE},
+                           Row{STATUS_OK, EX_ILLEGAL_STATE}, Row{STATUS_OK, EX_SECURITY},
+                           Row{42, EX_SERVICE_SPECIFIC}}) {
+        AParcel* reply = nullptr;
+        EXPECT_EQ(row.status == STATUS_OK || row.exception != EX_NONE ? STATUS_OK : row.status,
+                  callWith(other->object(), xproc::kFail, {row.status, row.exception}, &reply))
+                << "status " << row.status << " exception " << row.exception;
+        if (row.exception == EX_NONE) {
+            AParcel_delete(reply);
+            continue;
+        }
+        AStatus* raw = nullptr;
+        ASSERT_EQ(STATUS_OK, AParcel_readStatusHeader(reply, &raw))
+                << "exception " << row.exception;
+        ndk::ScopedAStatus status(raw);
+        AParcel_delete(reply);
+        EXPECT_EQ(row.exception, AStatus_getExceptionCode(status.get())) << "exception lost";
+        EXPECT_STREQ("m", AStatus_getMessage(status.get())) << "message lost";
+        if (row.exception == EX_SERVICE_SPECIFIC) {
+            EXPECT_EQ(42, AStatus_getServiceSpecificError(status.get())) << "error code lost";
+        }
+    }
+}
+
+TEST_P(TransactionTest, Transact_WhenOverTransactionBuffer_FailsFailedTransaction) {
+    EXPECT_EQ(STATUS_OK, recordBytes(other->object(), 600 * 1024, 0))
+            << "a two-way call may fill most of 1 MiB";
+    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(other->object(), 600 * 1024, FLAG_ONEWAY))
             << "a oneway call may use only half the buffer";
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, callWith(1024 * 1024, 0))
+    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(other->object(), 1024 * 1024, 0))
             << "a call past the buffer went through";
 }
 
 // As on a device: oneway calls queued for one process share half the buffer, whichever object
 // they go to, until they have run.
-TEST_F(TransactionTest, Transact_WhenReceiverStopsReading_OnewayFailsOnceItsBufferIsFull) {
-    Latch release;
-    std::atomic<int> ran{0};
-    auto handler = [&](auto, auto, auto) {
-        release.wait();
-        ++ran;
-        return STATUS_OK;
-    };
-    ndk::SpAIBinder objects[2] = {serve(handler), serve(handler)};
-    auto onewayOf = [&](const ndk::SpAIBinder& proxy) {
-        ndk::ScopedAParcel in;
-        AIBinder_prepareTransaction(proxy.get(), in.getR());
-        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(100 * 1024));
-        ndk::ScopedAParcel out;
-        return AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), FLAG_ONEWAY);
-    };
+TEST_P(TransactionTest, Transact_WhenReceiverStopsReading_OnewayFailsOnceItsBufferIsFull) {
+    const ndk::SpAIBinder objects[2] = {other->object(), newPeerObject()};
+    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kCloseGate, {}));
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(STATUS_OK, onewayOf(objects[i % 2])) << "call " << i << " should still fit";
+        EXPECT_EQ(STATUS_OK, recordBytes(objects[i % 2], 100 * 1024, FLAG_ONEWAY))
+                << "call " << i << " should still fit";
     }
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, onewayOf(objects[1]))
+    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(objects[1], 100 * 1024, FLAG_ONEWAY))
             << "a sixth 100 KiB call fit in a buffer of about 508 KiB";
-    release.open();
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(5, ran.load()) << "the accepted calls did not all run";
-    EXPECT_EQ(STATUS_OK, onewayOf(objects[0])) << "the buffer was not freed after the calls ran";
-    ABinderHost_waitForIdle();
+    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kOpenGate, {}));
+    EXPECT_TRUE(eventually([&] {
+        return recordOf(objects[0]).values.size() + recordOf(objects[1]).values.size() == 5;
+    })) << "the accepted calls did not all run";
+    // The space comes back once the calls have run, which the sender may learn a little later.
+    EXPECT_TRUE(eventually([&] {
+        return recordBytes(objects[0], 100 * 1024, FLAG_ONEWAY) == STATUS_OK;
+    })) << "the buffer was not freed after the calls ran";
 }
 
-TEST_F(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComesBackAsItself) {
-    std::mutex mutex;
-    // Kept, so that the first proxy is still alive when the object arrives again.
-    std::vector<ndk::SpAIBinder> received;
-    ndk::SpAIBinder proxy = serve([&](auto, const AParcel* in, AParcel* out) -> binder_status_t {
-        ndk::SpAIBinder binder;
-        binder_status_t status = ndk::AParcel_readRequiredStrongBinder(in, &binder);
-        if (status != STATUS_OK)
-            return status;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            received.push_back(binder);
-        }
-        return ndk::AParcel_writeRequiredStrongBinder(out, binder);
-    });
+TEST_P(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComesBackAsItself) {
     ndk::SpAIBinder mine = testobject::create([](auto, auto, auto) { return STATUS_OK; });
-
-    for (int round = 0; round < 2; ++round) {
-        ndk::ScopedAParcel in;
-        ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(proxy.get(), in.getR()));
-        ASSERT_EQ(STATUS_OK, ndk::AParcel_writeRequiredStrongBinder(in.get(), mine));
-        ndk::ScopedAParcel out;
-        ASSERT_EQ(STATUS_OK, AIBinder_transact(proxy.get(), kRecord, in.getR(), out.getR(), 0));
+    for (int round = 0; round < 3; ++round) {
+        AParcel* reply = nullptr;
+        ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kBounce, {}, &reply, 0, mine.get()));
         ndk::SpAIBinder back;
-        ASSERT_EQ(STATUS_OK, ndk::AParcel_readRequiredStrongBinder(out.get(), &back));
-        EXPECT_EQ(mine.get(), back.get()) << "the object did not come home as itself";
+        int32_t sameProxy = 0;
+        EXPECT_EQ(STATUS_OK, AParcel_readStrongBinder(reply, back.getR()));
+        EXPECT_EQ(STATUS_OK, AParcel_readInt32(reply, &sameProxy));
+        AParcel_delete(reply);
+        EXPECT_EQ(mine.get(), back.get()) << "round " << round << ": did not come home as itself";
+        EXPECT_EQ(1, sameProxy) << "round " << round << ": one object, two live proxies there";
     }
-    std::lock_guard<std::mutex> lock(mutex);
-    ASSERT_EQ(2u, received.size());
-    EXPECT_TRUE(AIBinder_isRemote(received[0].get()))
-            << "the server got the client's object, not a proxy";
-    EXPECT_EQ(received[0].get(), received[1].get())
-            << "one object got two live proxies in the same process";
-    received.clear();
+}
+
+TEST(TransactionLocalTest, Transact_WhenLocal_RunsOnCallerThread) {
+    std::thread::id ranOn;
+    ndk::SpAIBinder local = testobject::create([&](auto, auto, auto) {
+        ranOn = std::this_thread::get_id();
+        return STATUS_OK;
+    });
+    ASSERT_EQ(STATUS_OK, testobject::callInt(local, xproc::kRecord, 0, nullptr, FLAG_ONEWAY));
+    EXPECT_EQ(std::this_thread::get_id(), ranOn)
+            << "a call to an object of the same process must run directly, as on a device";
 }
 
 }  // namespace

@@ -33,8 +33,8 @@
 //  - The transaction buffer limits each two-way transaction (1 MiB - 8 KiB), not the sum of
 //    those in flight. Oneway transactions are limited as on a device: those queued for one
 //    simulated process share half that, so a process that stops reading makes further oneway
-//    calls to it fail with STATUS_FAILED_TRANSACTION until it reads again (the socket transport
-//    between real processes does not limit them yet).
+//    calls to it fail with STATUS_FAILED_TRANSACTION until it reads again (between real
+//    processes, each sender has such a share at its receiver).
 //  - Proxies held by a killed process keep their objects alive until they are dropped.
 //
 // Typical test, with the daemon in the default process:
