@@ -5,6 +5,7 @@
 #include "SocketConnection.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -109,6 +110,20 @@ SocketConnection::ReadResult SocketConnection::receive(Frame* frame) {
 
 void SocketConnection::shutdown() {
     ::shutdown(mFd, SHUT_RDWR);
+}
+
+void SocketConnection::waitForHangUp() {
+    // Asking for POLLRDHUP alone: the kernel wakes a poller only for the events it asked for
+    // (and hang-ups and errors, always), not for every frame that arrives.
+    pollfd entry{mFd, POLLRDHUP, 0};
+    for (;;) {
+        entry.revents = 0;
+        const int n = poll(&entry, 1, -1);
+        if (n > 0 && (entry.revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)) != 0)
+            return;
+        if (n < 0 && errno != EINTR)
+            return;
+    }
 }
 
 int listenAt(const std::string& path, gid_t group) {

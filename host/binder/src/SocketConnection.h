@@ -5,8 +5,9 @@
 // One Unix-domain stream socket between two processes, carrying Frames, and who is at the other
 // end as the kernel vouches for it (SO_PEERCRED), not as the peer claims.
 //
-// Threads: send from any thread (frames never interleave); receive from one reader thread;
-// shutdown from any thread, to wake that reader.
+// Threads: send from any thread (frames never interleave); receive from one reader at a time
+// (readers that take turns must hand over under a lock); waitForHangUp from one thread; shutdown
+// from any thread, to wake the reader and that thread.
 
 #pragma once
 
@@ -50,6 +51,9 @@ class SocketConnection {
     ReadResult receive(Frame* frame);
     // Ends the connection in both directions; the reader sees kClosed.
     void shutdown();
+    // Returns once the peer has closed its end or shutdown was called; frames that arrive
+    // meanwhile do not wake the caller.
+    void waitForHangUp();
 
   private:
     const int mFd;

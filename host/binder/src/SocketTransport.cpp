@@ -49,6 +49,8 @@ std::string randomSuffix() {
 }  // namespace
 
 // This process's outgoing connection to another: its calls go out here, their replies come back.
+// Callers read the replies themselves, one at a time, so that a reply wakes the thread that
+// waits for it and no other; a watcher thread only waits for the peer to hang up.
 struct SocketTransport::Peer {
     Peer(std::string name, std::unique_ptr<SocketConnection> connection)
         : name(std::move(name)), connection(std::move(connection)) {}
@@ -61,6 +63,11 @@ struct SocketTransport::Peer {
     std::map<uint64_t, std::shared_ptr<ReplySlot>> unanswered HOST_GUARDED_BY(lock);
     // This process's proxy for each object of the peer, each with a weak reference held here.
     std::map<uint64_t, RemoteBinder*> proxies HOST_GUARDED_BY(lock);
+    // Whether a thread reads the connection: a caller until its reply comes, or the watcher to
+    // the end of the stream once the peer hung up.
+    bool reading HOST_GUARDED_BY(lock) = false;
+    bool watcherWaiting HOST_GUARDED_BY(lock) = false;
+    CondVar readingFree;
 };
 
 // Another process's outgoing connection to this one.
@@ -144,6 +151,33 @@ class SocketIncomingTransaction : public Work {
     const uint64_t mTxnId;
     std::unique_ptr<AParcel> mData;
     const ThreadContext::Caller mCaller;
+};
+
+// The reading of a connection from another process, handed to an idle binder thread by the reader
+// that received a transaction to run itself.
+class IncomingReadDuty : public Work {
+  public:
+    IncomingReadDuty(SocketTransport& transport, std::shared_ptr<SocketTransport::Incoming> from)
+        : mTransport(transport), mFrom(std::move(from)) {}
+
+    void run() override {
+        std::unique_ptr<Work> work;
+        if (mTransport.readIncoming(mFrom, &work) == SocketTransport::ReadOutcome::kHandedOff) {
+            work->run();
+        } else {
+            mTransport.mProcess->dutyEnded();
+        }
+    }
+
+    void cancel() override {
+        // The process is dying: nobody reads the connection any more.
+        mFrom->connection->shutdown();
+        mTransport.releaseAllOf(mFrom->peerName);
+    }
+
+  private:
+    SocketTransport& mTransport;
+    const std::shared_ptr<SocketTransport::Incoming> mFrom;
 };
 
 SocketTransport* SocketTransport::instance() {
@@ -257,7 +291,16 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
         return;
     }
     incoming->peerName = peerName;
+    std::unique_ptr<Work> work;
+    if (readIncoming(incoming, &work) == ReadOutcome::kHandedOff)
+        mProcess->serveInPlace(std::move(work));
+}
 
+SocketTransport::ReadOutcome SocketTransport::readIncoming(
+        const std::shared_ptr<Incoming>& incoming, std::unique_ptr<Work>* toRun) {
+    SocketConnection& connection = *incoming->connection;
+    const std::string& peerName = incoming->peerName;
+    Frame frame;
     for (;;) {
         const SocketConnection::ReadResult result = connection.receive(&frame);
         if (result == SocketConnection::ReadResult::kClosed)
@@ -272,9 +315,13 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
                     if (!oneway)
                         sendReply(incoming, frame.txnId, STATUS_FAILED_TRANSACTION, nullptr);
                 } else {
-                    queueIncoming(frame.target, oneway,
-                                  std::make_unique<SocketIncomingTransaction>(
-                                          *this, incoming, frame, std::move(data)));
+                    std::unique_ptr<Work> work = std::make_unique<SocketIncomingTransaction>(
+                            *this, incoming, frame, std::move(data));
+                    if (admitIncoming(frame.target, oneway, &work) &&
+                        handOffReading(incoming, &work)) {
+                        *toRun = std::move(work);
+                        return ReadOutcome::kHandedOff;
+                    }
                 }
             }
         } else if (valid && frame.type == FrameType::kLookup) {
@@ -295,6 +342,16 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
     connection.shutdown();
     // Its proxies for our objects went with the connection.
     releaseAllOf(peerName);
+    return ReadOutcome::kClosed;
+}
+
+bool SocketTransport::handOffReading(const std::shared_ptr<Incoming>& incoming,
+                                     std::unique_ptr<Work>* work) {
+    std::unique_ptr<Work> duty = std::make_unique<IncomingReadDuty>(*this, incoming);
+    if (mProcess->handOff(&duty))
+        return true;
+    mProcess->post(std::move(*work));
+    return false;
 }
 
 std::shared_ptr<SocketTransport::Peer> SocketTransport::peerFor(const std::string& name) {
@@ -319,11 +376,27 @@ std::shared_ptr<SocketTransport::Peer> SocketTransport::peerFor(const std::strin
         peer = std::make_shared<Peer>(name, std::move(connection));
         mPeers.emplace(name, peer);
     }
-    std::thread([this, peer] { serveOutgoing(peer); }).detach();
+    std::thread([this, peer] { watchOutgoing(peer); }).detach();
     return peer;
 }
 
-void SocketTransport::serveOutgoing(const std::shared_ptr<Peer>& peer) {
+void SocketTransport::watchOutgoing(const std::shared_ptr<Peer>& peer) {
+    peer->connection->waitForHangUp();
+    {
+        MutexLock lock(peer->lock);
+        peer->watcherWaiting = true;
+        while (peer->reading)
+            peer->readingFree.wait(lock);
+        peer->watcherWaiting = false;
+        if (peer->dead)
+            return;
+        peer->reading = true;
+    }
+    // Replies sent before the peer went still reach their callers; then the death.
+    readReplies(peer, 0);
+}
+
+void SocketTransport::readReplies(const std::shared_ptr<Peer>& peer, uint64_t ownTxnId) {
     Frame frame;
     for (;;) {
         const SocketConnection::ReadResult result = peer->connection->receive(&frame);
@@ -351,22 +424,39 @@ void SocketTransport::serveOutgoing(const std::shared_ptr<Peer>& peer) {
                 status = STATUS_FAILED_TRANSACTION;
         }
         slot->complete(status, std::move(reply));
+        if (frame.txnId == ownTxnId) {
+            passReading(peer);
+            return;
+        }
     }
     onPeerDied(peer);
+    passReading(peer);
+}
+
+void SocketTransport::passReading(const std::shared_ptr<Peer>& peer) {
+    std::shared_ptr<ReplySlot> next;
+    bool watcherWaiting;
+    {
+        MutexLock lock(peer->lock);
+        peer->reading = false;
+        if (!peer->unanswered.empty())
+            next = peer->unanswered.begin()->second;
+        watcherWaiting = peer->watcherWaiting;
+    }
+    if (next != nullptr)
+        next->offerTurn();
+    if (watcherWaiting)
+        peer->readingFree.notifyAll();
 }
 
 void SocketTransport::onPeerDied(const std::shared_ptr<Peer>& peer) {
-    peer->connection->shutdown();
-    {
-        MutexLock lock(mLock);
-        auto it = mPeers.find(peer->name);
-        if (it != mPeers.end() && it->second == peer)
-            mPeers.erase(it);
-    }
     std::vector<std::shared_ptr<ReplySlot>> unanswered;
     std::vector<ndk::SpAIBinder> proxies;
     {
         MutexLock lock(peer->lock);
+        // A caller and then the watcher may both read to the end of the stream.
+        if (peer->dead)
+            return;
         peer->dead = true;
         for (auto& [id, slot] : peer->unanswered)
             unanswered.push_back(std::move(slot));
@@ -375,6 +465,13 @@ void SocketTransport::onPeerDied(const std::shared_ptr<Peer>& peer) {
             if (proxy->tryIncStrong())
                 proxies.emplace_back(proxy);
         }
+    }
+    peer->connection->shutdown();
+    {
+        MutexLock lock(mLock);
+        auto it = mPeers.find(peer->name);
+        if (it != mPeers.end() && it->second == peer)
+            mPeers.erase(it);
     }
     for (auto& slot : unanswered)
         slot->complete(STATUS_DEAD_OBJECT, nullptr);
@@ -397,10 +494,27 @@ binder_status_t SocketTransport::call(const std::shared_ptr<Peer>& peer, Frame f
     }
     frame.txnId = txnId;
     if (!peer->connection->send(frame)) {
-        // The socket broke: its reader is about to fail every call, this one included.
+        // The socket broke: the watcher is about to fail every call, this one included.
         MutexLock lock(peer->lock);
         peer->unanswered.erase(txnId);
         return STATUS_DEAD_OBJECT;
+    }
+    for (;;) {
+        bool read = false;
+        {
+            MutexLock lock(peer->lock);
+            // Not unanswered any more: its reply, or the peer's death, is on its way to the slot.
+            if (!peer->reading && peer->unanswered.count(txnId) != 0) {
+                peer->reading = true;
+                read = true;
+            }
+        }
+        if (read) {
+            readReplies(peer, txnId);
+            break;
+        }
+        if (slot->waitForTurn())
+            break;
     }
     return slot->wait(reply);
 }
@@ -698,17 +812,17 @@ void SocketTransport::sendReply(const std::shared_ptr<Incoming>& incoming, uint6
         unpin(incoming->peerName, pinned);
 }
 
-void SocketTransport::queueIncoming(uint64_t target, bool oneway, std::unique_ptr<Work> work) {
+bool SocketTransport::admitIncoming(uint64_t target, bool oneway, std::unique_ptr<Work>* work) {
     if (oneway) {
         MutexLock lock(mLock);
         OnewayQueue& queue = mOneway[target];
         if (queue.active) {
-            queue.waiting.push_back(std::move(work));
-            return;
+            queue.waiting.push_back(std::move(*work));
+            return false;
         }
         queue.active = true;
     }
-    mProcess->post(std::move(work));
+    return true;
 }
 
 void SocketTransport::onOnewayDone(uint64_t target) {

@@ -98,14 +98,27 @@ class SocketTransport : public Transport {
 
   private:
     friend class SocketIncomingTransaction;
+    friend class IncomingReadDuty;
     class Ref;
+
+    enum class ReadOutcome { kClosed, kHandedOff };
 
     SocketTransport(ServiceDirectory directory, gid_t group);
 
     bool start();
     void acceptLoop();
     void serveIncoming(const std::shared_ptr<Incoming>& incoming);
-    void serveOutgoing(const std::shared_ptr<Peer>& peer);
+    // Reads incoming's frames until the connection ends (kClosed), or until the reading went to
+    // another thread so that this one runs *toRun, a transaction it received (kHandedOff).
+    ReadOutcome readIncoming(const std::shared_ptr<Incoming>& incoming,
+                             std::unique_ptr<Work>* toRun);
+    // Waits for peer to hang up, then reads what is left of its stream and declares it dead.
+    void watchOutgoing(const std::shared_ptr<Peer>& peer);
+    // With peer's reading taken: delivers replies until ownTxnId's (0: until the stream ends),
+    // then passes the reading on. The end of the stream is the peer's death.
+    void readReplies(const std::shared_ptr<Peer>& peer, uint64_t ownTxnId);
+    // Lets go of peer's reading, offering it to a caller still waiting.
+    void passReading(const std::shared_ptr<Peer>& peer);
     void onPeerDied(const std::shared_ptr<Peer>& peer);
 
     // The live outgoing connection to name, connecting if needed; null if nobody answers.
@@ -136,8 +149,13 @@ class SocketTransport : public Transport {
             HOST_EXCLUDES(mLock);
     void sendReply(const std::shared_ptr<Incoming>& incoming, uint64_t txnId,
                    binder_status_t status, const AParcel* reply);
-    void queueIncoming(uint64_t target, bool oneway, std::unique_ptr<Work> work)
+    // Whether *work may run now: false when it is a oneway transaction queued behind another to
+    // the same object (it then goes to the pool when that one is done).
+    bool admitIncoming(uint64_t target, bool oneway, std::unique_ptr<Work>* work)
             HOST_EXCLUDES(mLock);
+    // Gives the reading of incoming to an idle binder thread, so that the caller runs *work
+    // itself (true); else queues *work for the pool (false).
+    bool handOffReading(const std::shared_ptr<Incoming>& incoming, std::unique_ptr<Work>* work);
     void onOnewayDone(uint64_t target) HOST_EXCLUDES(mLock);
 
     struct Export {
