@@ -56,12 +56,19 @@ class SocketConnection {
     void waitForHangUp();
 
   private:
+    // Space for at least one more read of kReadChunk bytes after the undecoded ones.
+    void makeRoom();
+
     const int mFd;
     PeerCredentials mPeer;
     bool mHasPeer = false;
     Mutex mWriteLock;
-    // Bytes read but not decoded yet: the reader's own.
-    std::vector<uint8_t> mBuffer;
+    // Bytes read but not decoded yet, [mBegin, mEnd) of mBuffer: the reader's own. Grown without
+    // being cleared, as a read fills only what it gets.
+    std::unique_ptr<uint8_t[]> mBuffer;
+    size_t mCapacity = 0;
+    size_t mBegin = 0;
+    size_t mEnd = 0;
 };
 
 // A listening socket at path (an old file there is replaced) that only its owner, or also
