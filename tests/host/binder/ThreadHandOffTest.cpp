@@ -16,7 +16,6 @@
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 #include "PendingWork.h"
 #include "Process.h"
@@ -90,21 +89,21 @@ class ThreadHandOffTest : public ::testing::Test {
     }
 
     void TearDown() override {
+        // Whatever a failed case left blocked goes first, so that the pool can drain.
+        mReleaseBusy.open();
+        mReleaseDuty.open();
         hostbinder::WorkTracker::instance().waitForIdle(*mProcess);
         EXPECT_EQ(0u, hostbinder::WorkTracker::instance().pending(*mProcess))
                 << "work left pending";
-        for (Gate* gate : mToRelease)
-            gate->open();
         mProcess.reset();  // joins the pool, which must not wait for ever
     }
 
-    // Hands a duty over from a thread of its own, retrying until the pool's thread is idle.
-    bool handOffEventually(Gate& dutyStarted, Gate& release) {
-        mToRelease.push_back(&release);
+    // Hands a duty over from this thread, retrying until the pool's thread is idle.
+    bool handOffEventually() {
         const auto deadline = std::chrono::steady_clock::now() + 10s;
         while (std::chrono::steady_clock::now() < deadline) {
             std::unique_ptr<Work> duty =
-                    std::make_unique<DutyWork>(*mProcess, dutyStarted, release);
+                    std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
             if (mProcess->handOff(&duty))
                 return true;
             EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
@@ -113,8 +112,12 @@ class ThreadHandOffTest : public ::testing::Test {
         return false;
     }
 
+    // Declared before the process, so that they outlive its threads.
+    Gate mBusyRunning;
+    Gate mReleaseBusy;
+    Gate mDutyStarted;
+    Gate mReleaseDuty;
     std::shared_ptr<Process> mProcess;
-    std::vector<Gate*> mToRelease;
 };
 
 struct RefusalCase {
@@ -131,40 +134,34 @@ TEST_P(ThreadHandOffRefusalTest, HandOff_TakesOnlyAnIdleThread) {
     const RefusalCase& row = GetParam();
     if (row.poolStarted)
         mProcess->startThreadPool();
-    Gate busyRunning;
-    Gate releaseBusy;
-    mToRelease.push_back(&releaseBusy);
-    std::atomic<int> running{0};
+    auto running = std::make_shared<std::atomic<int>>(0);
     for (int i = 0; i < row.busyThreads; ++i) {
-        mProcess->post(std::make_unique<FunctionWork>(mProcess, [&] {
-            if (++running == row.busyThreads)
-                busyRunning.open();
-            releaseBusy.wait();
+        mProcess->post(std::make_unique<FunctionWork>(mProcess, [this, running, &row] {
+            if (++*running == row.busyThreads)
+                mBusyRunning.open();
+            mReleaseBusy.wait();
         }));
     }
     if (row.busyThreads > 0) {
-        ASSERT_TRUE(busyRunning.wait()) << "the pool never ran the busy work";
+        ASSERT_TRUE(mBusyRunning.wait()) << "the pool never ran the busy work";
     }
 
-    Gate dutyStarted;
-    Gate releaseDuty;
     if (row.accepted) {
-        EXPECT_TRUE(handOffEventually(dutyStarted, releaseDuty))
-                << "an idle thread must take the duty";
-        EXPECT_TRUE(dutyStarted.wait()) << "the idle thread never ran the duty";
+        EXPECT_TRUE(handOffEventually()) << "an idle thread must take the duty";
+        EXPECT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
         // The thread that handed off serves in place until the duty ends.
-        std::thread inPlace(
-                [&] { mProcess->serveInPlace(std::make_unique<FunctionWork>(mProcess, [] {})); });
-        releaseDuty.open();
+        std::thread inPlace([this] {
+            mProcess->serveInPlace(std::make_unique<FunctionWork>(mProcess, [] {}));
+        });
+        mReleaseDuty.open();
         inPlace.join();
     } else {
         std::unique_ptr<Work> duty =
-                std::make_unique<DutyWork>(*mProcess, dutyStarted, releaseDuty);
+                std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
         EXPECT_FALSE(mProcess->handOff(&duty))
                 << "no idle thread: the caller must queue its work instead";
         EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
     }
-    releaseBusy.open();
 }
 
 INSTANTIATE_TEST_SUITE_P(Pool, ThreadHandOffRefusalTest,
@@ -175,40 +172,48 @@ INSTANTIATE_TEST_SUITE_P(Pool, ThreadHandOffRefusalTest,
 
 TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDutyEnds) {
     mProcess->startThreadPool();
-    Gate dutyStarted;
-    Gate releaseDuty;
-    ASSERT_TRUE(handOffEventually(dutyStarted, releaseDuty)) << "no idle thread took the duty";
-    ASSERT_TRUE(dutyStarted.wait()) << "the idle thread never ran the duty";
+    ASSERT_TRUE(handOffEventually()) << "no idle thread took the duty";
+    ASSERT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
 
     // Work counted while it runs; each waits until two run at once, which only two serving
     // threads can reach (one pool thread is on the duty).
-    std::mutex mutex;
-    std::condition_variable changed;
-    int running = 0;
-    int mostAtOnce = 0;
-    auto body = [&] {
-        std::unique_lock<std::mutex> lock(mutex);
-        mostAtOnce = std::max(mostAtOnce, ++running);
-        changed.notify_all();
-        changed.wait_for(lock, 2s, [&] { return mostAtOnce >= 2; });
-        --running;
+    struct Tally {
+        std::mutex mutex;
+        std::condition_variable changed;
+        int running = 0;
+        int mostAtOnce = 0;
     };
-    auto left = std::async(std::launch::async, [&] {
+    auto tally = std::make_shared<Tally>();
+    auto body = [tally] {
+        std::unique_lock<std::mutex> lock(tally->mutex);
+        tally->mostAtOnce = std::max(tally->mostAtOnce, ++tally->running);
+        tally->changed.notify_all();
+        tally->changed.wait_for(lock, 2s, [&] { return tally->mostAtOnce >= 2; });
+        --tally->running;
+    };
+    auto left = std::async(std::launch::async, [this, body] {
         mProcess->serveInPlace(std::make_unique<FunctionWork>(mProcess, body));
         return hostbinder::ThreadContext::current().isBinderThreadOf(*mProcess);
     });
+    // Declared after `left`, so that a failed assertion lets the duty end before the body
+    // waits for the thread serving in place.
+    struct ReleaseOnExit {
+        Gate& gate;
+        ~ReleaseOnExit() { gate.open(); }
+    } releaseOnExit{mReleaseDuty};
     constexpr int kWorks = 6;
     for (int i = 0; i < kWorks; ++i)
         mProcess->post(std::make_unique<FunctionWork>(mProcess, body));
     hostbinder::WorkTracker::instance().waitForIdle(*mProcess);
 
-    EXPECT_EQ(2, mostAtOnce) << "the thread serving in place must stand in for the one on the "
-                                "duty, and no more than the pool's two may run work";
+    EXPECT_EQ(2, tally->mostAtOnce)
+            << "the thread serving in place must stand in for the one on the duty, and no more "
+               "than the pool's two may run work";
     EXPECT_EQ(2u, mProcess->binderThreadCount()) << "the pool grew past its maximum";
     EXPECT_EQ(std::future_status::timeout, left.wait_for(50ms))
             << "the thread serving in place left while the duty still held its place";
 
-    releaseDuty.open();
+    mReleaseDuty.open();
     ASSERT_EQ(std::future_status::ready, left.wait_for(10s))
             << "the duty came back to the pool, yet the thread serving in place never left";
     EXPECT_FALSE(left.get()) << "a thread that left the pool must not still count as its own";
