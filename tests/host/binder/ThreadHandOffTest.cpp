@@ -95,6 +95,12 @@ class ThreadHandOffTest : public ::testing::Test {
         hostbinder::WorkTracker::instance().waitForIdle(*mProcess);
         EXPECT_EQ(0u, hostbinder::WorkTracker::instance().pending(*mProcess))
                 << "work left pending";
+        // Work stops counting as pending just before it lets go of the process; the last
+        // reference must go here, as a process cannot die on one of its own threads.
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (mProcess.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(1ms);
+        ASSERT_EQ(1, mProcess.use_count()) << "finished work still holds the process";
         mProcess.reset();  // joins the pool, which must not wait for ever
     }
 
