@@ -21,20 +21,24 @@ ResponseWaiter::ResponseWaiter(int32_t serial, std::string method)
     : serial_(serial), method_(std::move(method)) {}
 
 void ResponseWaiter::offer(Reply reply) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (reply.serial != serial_ || reply.method != method_) {
-        return;
-    }
-    if (!answered_) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (reply.serial != serial_ || reply.method != method_ || answered_) {
+            return;
+        }
         answered_ = true;
         reply_ = std::move(reply);
-        changed_.notify_all();
     }
+    // After the unlock, so that the woken waiter does not block at once on the mutex. Whoever
+    // calls this holds the waiter by a shared pointer, so it outlives the notification.
+    changed_.notify_all();
 }
 
 void ResponseWaiter::daemonDied() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    died_ = true;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        died_ = true;
+    }
     changed_.notify_all();
 }
 

@@ -68,7 +68,7 @@ void Process::startThreadLocked() {
         ThreadContext& context = ThreadContext::current();
         context.enter(this);
         context.setServing(this);
-        serve();
+        serve(false);
     });
 }
 
@@ -76,22 +76,41 @@ void Process::joinThreadPool() {
     ThreadContext& context = ThreadContext::current();
     Process* previous = context.enter(this);
     context.setServing(this);
-    serve();
+    serve(false);
     context.setServing(nullptr);
     context.enter(previous);
 }
 
-void Process::serve() {
+void Process::serveInPlace(std::unique_ptr<Work> work) {
+    ThreadContext& context = ThreadContext::current();
+    Process* previous = context.enter(this);
+    context.setServing(this);
+    work->run();
+    work.reset();
+    serve(true);
+    context.setServing(nullptr);
+    context.enter(previous);
+    MutexLock lock(mLock);
+    --mInPlaceThreads;
+    mInPlaceLeft.notifyAll();
+}
+
+void Process::serve(bool inPlace) {
     for (;;) {
         std::unique_ptr<Work> work;
         {
             MutexLock lock(mLock);
             ++mIdleThreads;
-            while (mQueue.empty() && !mStopping)
+            // Work first: a thread that leaves must not take a wake-up meant for queued work.
+            while (mQueue.empty() && !mStopping && !(inPlace && mSpareThreads > 0))
                 mWorkQueued.wait(lock);
             --mIdleThreads;
             if (mStopping)
                 return;
+            if (mQueue.empty()) {
+                --mSpareThreads;
+                return;
+            }
             work = std::move(mQueue.front());
             mQueue.pop_front();
         }
@@ -120,6 +139,28 @@ void Process::post(std::unique_ptr<Work> work) {
     mWorkQueued.notifyOne();
 }
 
+bool Process::handOff(std::unique_ptr<Work>* duty) {
+    {
+        MutexLock lock(mLock);
+        // Each queued piece of work already has its idle thread coming.
+        if (mStopping || mIdleThreads <= mQueue.size())
+            return false;
+        mQueue.push_front(std::move(*duty));
+        if (!ThreadContext::current().isBinderThreadOf(*this))
+            ++mInPlaceThreads;
+    }
+    mWorkQueued.notifyOne();
+    return true;
+}
+
+void Process::dutyEnded() {
+    {
+        MutexLock lock(mLock);
+        ++mSpareThreads;
+    }
+    mWorkQueued.notifyAll();
+}
+
 bool Process::markDead(std::deque<std::unique_ptr<Work>>* queued) {
     MutexLock lock(mLock);
     if (mStopping)
@@ -145,6 +186,9 @@ void Process::joinThreads() {
         }
         thread.join();
     }
+    MutexLock lock(mLock);
+    while (mInPlaceThreads > 0)
+        mInPlaceLeft.wait(lock);
 }
 
 bool Process::reserveOnewayBytes(size_t bytes) {

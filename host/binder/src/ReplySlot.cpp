@@ -28,4 +28,22 @@ binder_status_t ReplySlot::wait(std::unique_ptr<AParcel>* reply) {
     return mStatus;
 }
 
+void ReplySlot::offerTurn() {
+    {
+        MutexLock lock(mLock);
+        if (mDone)
+            return;
+        mTurnOffered = true;
+    }
+    mCompleted.notifyOne();
+}
+
+bool ReplySlot::waitForTurn() {
+    MutexLock lock(mLock);
+    while (!mDone && !mTurnOffered)
+        mCompleted.wait(lock);
+    mTurnOffered = false;
+    return mDone;
+}
+
 }  // namespace hostbinder

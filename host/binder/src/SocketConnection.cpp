@@ -5,11 +5,13 @@
 #include "SocketConnection.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace hostbinder {
@@ -86,29 +88,63 @@ bool SocketConnection::send(const Frame& frame) {
 SocketConnection::ReadResult SocketConnection::receive(Frame* frame) {
     for (;;) {
         size_t consumed = 0;
-        switch (decodeFrame(mBuffer.data(), mBuffer.size(), frame, &consumed)) {
+        switch (decodeFrame(mBuffer.get() + mBegin, mEnd - mBegin, frame, &consumed)) {
             case DecodeResult::kOk:
-                mBuffer.erase(mBuffer.begin(), mBuffer.begin() + static_cast<long>(consumed));
+                mBegin += consumed;
+                if (mBegin == mEnd)
+                    mBegin = mEnd = 0;
                 return ReadResult::kFrame;
             case DecodeResult::kMalformed:
                 return ReadResult::kMalformed;
             case DecodeResult::kNeedMore:
                 break;
         }
-        const size_t used = mBuffer.size();
-        mBuffer.resize(used + kReadChunk);
+        makeRoom();
         ssize_t n;
         do {
-            n = recv(mFd, mBuffer.data() + used, kReadChunk, 0);
+            n = recv(mFd, mBuffer.get() + mEnd, mCapacity - mEnd, 0);
         } while (n < 0 && errno == EINTR);
-        mBuffer.resize(used + (n > 0 ? static_cast<size_t>(n) : 0));
         if (n <= 0)
             return ReadResult::kClosed;
+        mEnd += static_cast<size_t>(n);
     }
+}
+
+void SocketConnection::makeRoom() {
+    if (mCapacity - mEnd >= kReadChunk)
+        return;
+    const size_t pending = mEnd - mBegin;
+    if (mCapacity - pending < kReadChunk) {
+        // A frame longer than what the buffer holds: room for it and one more read.
+        const size_t capacity = std::max(2 * mCapacity, pending + kReadChunk);
+        auto grown = std::make_unique<uint8_t[]>(capacity);
+        if (pending > 0)
+            std::memcpy(grown.get(), mBuffer.get() + mBegin, pending);
+        mBuffer = std::move(grown);
+        mCapacity = capacity;
+    } else if (pending > 0) {
+        std::memmove(mBuffer.get(), mBuffer.get() + mBegin, pending);
+    }
+    mBegin = 0;
+    mEnd = pending;
 }
 
 void SocketConnection::shutdown() {
     ::shutdown(mFd, SHUT_RDWR);
+}
+
+void SocketConnection::waitForHangUp() {
+    // Asking for POLLRDHUP alone: the kernel wakes a poller only for the events it asked for
+    // (and hang-ups and errors, always), not for every frame that arrives.
+    pollfd entry{mFd, POLLRDHUP, 0};
+    for (;;) {
+        entry.revents = 0;
+        const int n = poll(&entry, 1, -1);
+        if (n > 0 && (entry.revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)) != 0)
+            return;
+        if (n < 0 && errno != EINTR)
+            return;
+    }
 }
 
 int listenAt(const std::string& path, gid_t group) {

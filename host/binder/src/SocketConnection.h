@@ -5,8 +5,9 @@
 // One Unix-domain stream socket between two processes, carrying Frames, and who is at the other
 // end as the kernel vouches for it (SO_PEERCRED), not as the peer claims.
 //
-// Threads: send from any thread (frames never interleave); receive from one reader thread;
-// shutdown from any thread, to wake that reader.
+// Threads: send from any thread (frames never interleave); receive from one reader at a time
+// (readers that take turns must hand over under a lock); waitForHangUp from one thread; shutdown
+// from any thread, to wake the reader and that thread.
 
 #pragma once
 
@@ -50,14 +51,24 @@ class SocketConnection {
     ReadResult receive(Frame* frame);
     // Ends the connection in both directions; the reader sees kClosed.
     void shutdown();
+    // Returns once the peer has closed its end or shutdown was called; frames that arrive
+    // meanwhile do not wake the caller.
+    void waitForHangUp();
 
   private:
+    // Space for at least one more read of kReadChunk bytes after the undecoded ones.
+    void makeRoom();
+
     const int mFd;
     PeerCredentials mPeer;
     bool mHasPeer = false;
     Mutex mWriteLock;
-    // Bytes read but not decoded yet: the reader's own.
-    std::vector<uint8_t> mBuffer;
+    // Bytes read but not decoded yet, [mBegin, mEnd) of mBuffer: the reader's own. Grown without
+    // being cleared, as a read fills only what it gets.
+    std::unique_ptr<uint8_t[]> mBuffer;
+    size_t mCapacity = 0;
+    size_t mBegin = 0;
+    size_t mEnd = 0;
 };
 
 // A listening socket at path (an old file there is replaced) that only its owner, or also

@@ -48,6 +48,8 @@ std::string randomSuffix() {
 }  // namespace
 
 // This process's outgoing connection to another: its calls go out here, their replies come back.
+// Callers read the replies themselves, one at a time, so that a reply wakes the thread that
+// waits for it and no other; a watcher thread only waits for the peer to hang up.
 struct SocketTransport::Peer {
     Peer(std::string name, std::unique_ptr<SocketConnection> connection)
         : name(std::move(name)), connection(std::move(connection)) {}
@@ -63,6 +65,11 @@ struct SocketTransport::Peer {
     // Bytes of oneway transactions sent to the peer that it has not answered with kOnewayDone:
     // what it still queues of ours.
     size_t onewayBytes HOST_GUARDED_BY(lock) = 0;
+    // Whether a thread reads the connection: a caller until its reply comes, or the watcher to
+    // the end of the stream once the peer hung up.
+    bool reading HOST_GUARDED_BY(lock) = false;
+    bool watcherWaiting HOST_GUARDED_BY(lock) = false;
+    CondVar readingFree;
 };
 
 // Another process's outgoing connection to this one.
@@ -151,6 +158,33 @@ class SocketIncomingTransaction : public Work {
     std::unique_ptr<AParcel> mData;
     const size_t mOnewayBytes;
     const ThreadContext::Caller mCaller;
+};
+
+// The reading of a connection from another process, handed to an idle binder thread by the reader
+// that received a transaction to run itself.
+class IncomingReadDuty : public Work {
+  public:
+    IncomingReadDuty(SocketTransport& transport, std::shared_ptr<SocketTransport::Incoming> from)
+        : mTransport(transport), mFrom(std::move(from)) {}
+
+    void run() override {
+        std::unique_ptr<Work> work;
+        if (mTransport.readIncoming(mFrom, &work) == SocketTransport::ReadOutcome::kHandedOff) {
+            work->run();
+        } else {
+            mTransport.mProcess->dutyEnded();
+        }
+    }
+
+    void cancel() override {
+        // The process is dying: nobody reads the connection any more.
+        mFrom->connection->shutdown();
+        mTransport.releaseAllOf(mFrom->peerName);
+    }
+
+  private:
+    SocketTransport& mTransport;
+    const std::shared_ptr<SocketTransport::Incoming> mFrom;
 };
 
 SocketTransport* SocketTransport::instance() {
@@ -266,7 +300,16 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
         return;
     }
     incoming->peerName = peerName;
+    std::unique_ptr<Work> work;
+    if (readIncoming(incoming, &work) == ReadOutcome::kHandedOff)
+        mProcess->serveInPlace(std::move(work));
+}
 
+SocketTransport::ReadOutcome SocketTransport::readIncoming(
+        const std::shared_ptr<Incoming>& incoming, std::unique_ptr<Work>* toRun) {
+    SocketConnection& connection = *incoming->connection;
+    const std::string& peerName = incoming->peerName;
+    Frame frame;
     for (;;) {
         const SocketConnection::ReadResult result = connection.receive(&frame);
         if (result == SocketConnection::ReadResult::kClosed)
@@ -283,9 +326,13 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
                     else
                         sendOnewayDone(incoming, frame.payload.size());
                 } else {
-                    queueIncoming(frame.target, oneway,
-                                  std::make_unique<SocketIncomingTransaction>(
-                                          *this, incoming, frame, std::move(data)));
+                    std::unique_ptr<Work> work = std::make_unique<SocketIncomingTransaction>(
+                            *this, incoming, frame, std::move(data));
+                    if (admitIncoming(frame.target, oneway, &work) &&
+                        handOffReading(incoming, &work)) {
+                        *toRun = std::move(work);
+                        return ReadOutcome::kHandedOff;
+                    }
                 }
             }
         } else if (valid && frame.type == FrameType::kLookup) {
@@ -294,6 +341,10 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
                 answerLookup(incoming, frame);
         } else if (valid && frame.type == FrameType::kRelease) {
             releaseFrom(peerName, frame.target, frame.code);
+        } else if (valid && frame.type == FrameType::kOnewayDone) {
+            valid = frame.objects.empty() && frame.payload.empty();
+            if (valid)
+                creditOneway(peerName, frame.target);
         } else {
             valid = false;
         }
@@ -306,6 +357,16 @@ void SocketTransport::serveIncoming(const std::shared_ptr<Incoming>& incoming) {
     connection.shutdown();
     // Its proxies for our objects went with the connection.
     releaseAllOf(peerName);
+    return ReadOutcome::kClosed;
+}
+
+bool SocketTransport::handOffReading(const std::shared_ptr<Incoming>& incoming,
+                                     std::unique_ptr<Work>* work) {
+    std::unique_ptr<Work> duty = std::make_unique<IncomingReadDuty>(*this, incoming);
+    if (mProcess->handOff(&duty))
+        return true;
+    mProcess->post(std::move(*work));
+    return false;
 }
 
 std::shared_ptr<SocketTransport::Peer> SocketTransport::peerFor(const std::string& name) {
@@ -333,20 +394,32 @@ std::shared_ptr<SocketTransport::Peer> SocketTransport::peerFor(const std::strin
         peer = std::make_shared<Peer>(name, std::move(connection));
         mPeers.emplace(name, peer);
     }
-    std::thread([this, peer] { serveOutgoing(peer); }).detach();
+    std::thread([this, peer] { watchOutgoing(peer); }).detach();
     return peer;
 }
 
-void SocketTransport::serveOutgoing(const std::shared_ptr<Peer>& peer) {
+void SocketTransport::watchOutgoing(const std::shared_ptr<Peer>& peer) {
+    peer->connection->waitForHangUp();
+    {
+        MutexLock lock(peer->lock);
+        peer->watcherWaiting = true;
+        while (peer->reading)
+            peer->readingFree.wait(lock);
+        peer->watcherWaiting = false;
+        if (peer->dead)
+            return;
+        peer->reading = true;
+    }
+    // Replies sent before the peer went still reach their callers; then the death.
+    readReplies(peer, 0);
+}
+
+void SocketTransport::readReplies(const std::shared_ptr<Peer>& peer, uint64_t ownTxnId) {
     Frame frame;
     for (;;) {
         const SocketConnection::ReadResult result = peer->connection->receive(&frame);
         if (result == SocketConnection::ReadResult::kClosed)
             break;
-        // One that credits more than was sent falls through as malformed.
-        if (result == SocketConnection::ReadResult::kFrame &&
-            frame.type == FrameType::kOnewayDone && creditOneway(*peer, frame))
-            continue;
         std::shared_ptr<ReplySlot> slot;
         if (result == SocketConnection::ReadResult::kFrame && frame.type == FrameType::kReply) {
             MutexLock lock(peer->lock);
@@ -369,22 +442,39 @@ void SocketTransport::serveOutgoing(const std::shared_ptr<Peer>& peer) {
                 status = STATUS_FAILED_TRANSACTION;
         }
         slot->complete(status, std::move(reply));
+        if (frame.txnId == ownTxnId) {
+            passReading(peer);
+            return;
+        }
     }
     onPeerDied(peer);
+    passReading(peer);
+}
+
+void SocketTransport::passReading(const std::shared_ptr<Peer>& peer) {
+    std::shared_ptr<ReplySlot> next;
+    bool watcherWaiting;
+    {
+        MutexLock lock(peer->lock);
+        peer->reading = false;
+        if (!peer->unanswered.empty())
+            next = peer->unanswered.begin()->second;
+        watcherWaiting = peer->watcherWaiting;
+    }
+    if (next != nullptr)
+        next->offerTurn();
+    if (watcherWaiting)
+        peer->readingFree.notifyAll();
 }
 
 void SocketTransport::onPeerDied(const std::shared_ptr<Peer>& peer) {
-    peer->connection->shutdown();
-    {
-        MutexLock lock(mLock);
-        auto it = mPeers.find(peer->name);
-        if (it != mPeers.end() && it->second == peer)
-            mPeers.erase(it);
-    }
     std::vector<std::shared_ptr<ReplySlot>> unanswered;
     std::vector<ndk::SpAIBinder> proxies;
     {
         MutexLock lock(peer->lock);
+        // A caller and then the watcher may both read to the end of the stream.
+        if (peer->dead)
+            return;
         peer->dead = true;
         for (auto& [id, slot] : peer->unanswered)
             unanswered.push_back(std::move(slot));
@@ -393,6 +483,13 @@ void SocketTransport::onPeerDied(const std::shared_ptr<Peer>& peer) {
             if (proxy->tryIncStrong())
                 proxies.emplace_back(proxy);
         }
+    }
+    peer->connection->shutdown();
+    {
+        MutexLock lock(mLock);
+        auto it = mPeers.find(peer->name);
+        if (it != mPeers.end() && it->second == peer)
+            mPeers.erase(it);
     }
     for (auto& slot : unanswered)
         slot->complete(STATUS_DEAD_OBJECT, nullptr);
@@ -417,10 +514,27 @@ binder_status_t SocketTransport::call(const std::shared_ptr<Peer>& peer, Frame f
     }
     frame.txnId = txnId;
     if (!peer->connection->send(frame)) {
-        // The socket broke: its reader is about to fail every call, this one included.
+        // The socket broke: the watcher is about to fail every call, this one included.
         MutexLock lock(peer->lock);
         peer->unanswered.erase(txnId);
         return STATUS_DEAD_OBJECT;
+    }
+    for (;;) {
+        bool read = false;
+        {
+            MutexLock lock(peer->lock);
+            // Not unanswered any more: its reply, or the peer's death, is on its way to the slot.
+            if (!peer->reading && peer->unanswered.count(txnId) != 0) {
+                peer->reading = true;
+                read = true;
+            }
+        }
+        if (read) {
+            readReplies(peer, txnId);
+            break;
+        }
+        if (slot->waitForTurn())
+            break;
     }
     return slot->wait(reply);
 }
@@ -725,33 +839,42 @@ binder_status_t SocketTransport::sendOneway(Peer& peer, const Frame& frame) {
     return STATUS_DEAD_OBJECT;
 }
 
-bool SocketTransport::creditOneway(Peer& peer, const Frame& frame) {
-    MutexLock lock(peer.lock);
-    if (!frame.objects.empty() || !frame.payload.empty() || frame.target > peer.onewayBytes)
-        return false;
-    peer.onewayBytes -= frame.target;
-    return true;
+void SocketTransport::creditOneway(const std::string& peerName, size_t bytes) {
+    std::shared_ptr<Peer> peer;
+    {
+        MutexLock lock(mLock);
+        auto it = mPeers.find(peerName);
+        if (it == mPeers.end())
+            return;  // our connection to it closed: nothing of ours is counted any more
+        peer = it->second;
+    }
+    MutexLock lock(peer->lock);
+    // A credit for a connection that closed since may exceed what the new one counts.
+    peer->onewayBytes -= std::min(peer->onewayBytes, bytes);
 }
 
 void SocketTransport::sendOnewayDone(const std::shared_ptr<Incoming>& incoming, size_t bytes) {
     Frame done;
     done.type = FrameType::kOnewayDone;
     done.target = bytes;
-    // A peer that is gone needs no credit.
-    incoming->connection->send(done);
+    // On our own connection to the sender, which it always reads; its connection to us carries
+    // only our replies, and nobody reads that while it waits for none. A peer that is gone
+    // needs no credit.
+    if (std::shared_ptr<Peer> back = peerFor(incoming->peerName))
+        back->connection->send(done);
 }
 
-void SocketTransport::queueIncoming(uint64_t target, bool oneway, std::unique_ptr<Work> work) {
+bool SocketTransport::admitIncoming(uint64_t target, bool oneway, std::unique_ptr<Work>* work) {
     if (oneway) {
         MutexLock lock(mLock);
         OnewayQueue& queue = mOneway[target];
         if (queue.active) {
-            queue.waiting.push_back(std::move(work));
-            return;
+            queue.waiting.push_back(std::move(*work));
+            return false;
         }
         queue.active = true;
     }
-    mProcess->post(std::move(work));
+    return true;
 }
 
 void SocketTransport::onOnewayDone(uint64_t target) {

@@ -13,16 +13,17 @@
 //    again against the peer's kernel credentials: anyone else is logged and dropped.
 //  - A process calls another over its own outgoing connection to the other's socket, sent with a
 //    hello naming its own socket; the name must carry the pid the kernel reports. Calls and
-//    lookups go out on it, only replies come back on it. So one process's calls to an object
-//    arrive in order, and a connection closing means its peer is gone.
+//    lookups (and credits for its oneway calls, below) go out on it, only replies come back on
+//    it. So one process's calls to an object arrive in order, and a connection closing means its
+//    peer is gone.
 //  - Incoming transactions run on the default process's binder thread pool, under its limits,
 //    with AIBinder_getCallingUid/Pid taken from SO_PEERCRED (pid 0 for oneway, as in-process).
 //    Oneway transactions to one object run one at a time, in arrival order.
 //  - Oneway transactions a process sent to another and that have not yet run there share half
-//    the transaction buffer (kMaxOnewayBytes): the receiver answers each with kOnewayDone once
-//    it ran or was dropped, and a send that would overfill the share fails at once with
-//    STATUS_FAILED_TRANSACTION. So a receiver that is slow or stopped reading cannot make the
-//    sender wait, nor queue more than that share of its data.
+//    the transaction buffer (kMaxOnewayBytes): the receiver answers each with kOnewayDone on its
+//    own connection to the sender once it ran or was dropped, and a send that would overfill the
+//    share fails at once with STATUS_FAILED_TRANSACTION. So a receiver that is slow or stopped
+//    reading cannot make the sender wait, nor queue more than that share of its data.
 //  - Binders travel in the frame's object table: the sender's own objects become proxies in the
 //    receiver, the receiver's own objects come home as themselves. The sender keeps an object
 //    alive for each receiver it sent it to (counted per send) until the receiver's proxy goes
@@ -110,14 +111,27 @@ class SocketTransport : public Transport {
 
   private:
     friend class SocketIncomingTransaction;
+    friend class IncomingReadDuty;
     class Ref;
+
+    enum class ReadOutcome { kClosed, kHandedOff };
 
     SocketTransport(ServiceDirectory directory, gid_t group);
 
     bool start();
     void acceptLoop();
     void serveIncoming(const std::shared_ptr<Incoming>& incoming);
-    void serveOutgoing(const std::shared_ptr<Peer>& peer);
+    // Reads incoming's frames until the connection ends (kClosed), or until the reading went to
+    // another thread so that this one runs *toRun, a transaction it received (kHandedOff).
+    ReadOutcome readIncoming(const std::shared_ptr<Incoming>& incoming,
+                             std::unique_ptr<Work>* toRun);
+    // Waits for peer to hang up, then reads what is left of its stream and declares it dead.
+    void watchOutgoing(const std::shared_ptr<Peer>& peer);
+    // With peer's reading taken: delivers replies until ownTxnId's (0: until the stream ends),
+    // then passes the reading on. The end of the stream is the peer's death.
+    void readReplies(const std::shared_ptr<Peer>& peer, uint64_t ownTxnId);
+    // Lets go of peer's reading, offering it to a caller still waiting.
+    void passReading(const std::shared_ptr<Peer>& peer);
     void onPeerDied(const std::shared_ptr<Peer>& peer);
 
     // The live outgoing connection to name, connecting if needed; null if nobody answers.
@@ -153,11 +167,16 @@ class SocketTransport : public Transport {
                    binder_status_t status, const AParcel* reply);
     // Sends a oneway frame if the peer's share of its oneway queue has room for it.
     binder_status_t sendOneway(Peer& peer, const Frame& frame);
-    // Takes a kOnewayDone from peer: false if it credits more than was sent.
-    bool creditOneway(Peer& peer, const Frame& frame);
+    // Takes a kOnewayDone from peerName: that much of our oneway data has run there.
+    void creditOneway(const std::string& peerName, size_t bytes) HOST_EXCLUDES(mLock);
     void sendOnewayDone(const std::shared_ptr<Incoming>& incoming, size_t bytes);
-    void queueIncoming(uint64_t target, bool oneway, std::unique_ptr<Work> work)
+    // Whether *work may run now: false when it is a oneway transaction queued behind another to
+    // the same object (it then goes to the pool when that one is done).
+    bool admitIncoming(uint64_t target, bool oneway, std::unique_ptr<Work>* work)
             HOST_EXCLUDES(mLock);
+    // Gives the reading of incoming to an idle binder thread, so that the caller runs *work
+    // itself (true); else queues *work for the pool (false).
+    bool handOffReading(const std::shared_ptr<Incoming>& incoming, std::unique_ptr<Work>* work);
     void onOnewayDone(uint64_t target) HOST_EXCLUDES(mLock);
 
     struct Export {

@@ -267,6 +267,20 @@ TEST_P(TransactionTest, Transact_WhenReceiverStopsReading_OnewayFailsOnceItsBuff
     })) << "the buffer was not freed after the calls ran";
 }
 
+// A sender that makes no two-way call of its own (a service answering with oneway callbacks)
+// must still learn that its oneway calls ran, or its share would run out for good.
+TEST_P(TransactionTest, Transact_WhenOnlyOnewaySentAndReceiverKeepsUp_ShareComesBack) {
+    constexpr int kCalls = 40;  // four times the share, at 50 KiB each
+    for (int i = 0; i < kCalls; ++i) {
+        ASSERT_TRUE(eventually([&] {
+            return recordBytes(other->object(), 50 * 1024, FLAG_ONEWAY) == STATUS_OK;
+        })) << "oneway call "
+            << i << " never fitted: the share did not come back";
+    }
+    EXPECT_TRUE(eventually([&] { return recordOf(other->object()).values.size() == kCalls; }))
+            << "oneway calls were lost";
+}
+
 TEST_P(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComesBackAsItself) {
     ndk::SpAIBinder mine = testobject::create([](auto, auto, auto) { return STATUS_OK; });
     for (int round = 0; round < 3; ++round) {

@@ -1,0 +1,228 @@
+/*
+ * Copyright (C) 2026 The plim-modem developers
+ */
+
+// A thread with a duty of its own trading places with an idle binder thread (Process::handOff):
+// the pool's limits must hold whoever runs the work, and the thread lent to the pool must leave
+// once the duty comes back.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "PendingWork.h"
+#include "Process.h"
+#include "ThreadContext.h"
+#include "Work.h"
+#include "WorkTracker.h"
+
+namespace {
+
+using hostbinder::PendingWork;
+using hostbinder::Process;
+using hostbinder::Work;
+using namespace std::chrono_literals;
+
+// A door that stays open once opened.
+class Gate {
+  public:
+    void open() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mOpen = true;
+        mChanged.notify_all();
+    }
+    bool wait(std::chrono::milliseconds limit = 10s) {
+        std::unique_lock<std::mutex> lock(mMutex);
+        return mChanged.wait_for(lock, limit, [this] { return mOpen; });
+    }
+
+  private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    bool mOpen = false;
+};
+
+// Work that runs a function, counted as pending while it exists.
+class FunctionWork : public Work {
+  public:
+    FunctionWork(std::shared_ptr<Process> process, std::function<void()> body)
+        : mPending(std::move(process)), mBody(std::move(body)) {}
+    void run() override { mBody(); }
+    void cancel() override {}
+
+  private:
+    PendingWork mPending;
+    std::function<void()> mBody;
+};
+
+// Stands for reading a connection: holds its binder thread until released, then ends for good.
+class DutyWork : public Work {
+  public:
+    DutyWork(Process& process, Gate& started, Gate& release)
+        : mProcess(process), mStarted(started), mRelease(release) {}
+    void run() override {
+        mStarted.open();
+        mRelease.wait();
+        mProcess.dutyEnded();
+    }
+    void cancel() override {}
+
+  private:
+    Process& mProcess;
+    Gate& mStarted;
+    Gate& mRelease;
+};
+
+class ThreadHandOffTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        mProcess = std::make_shared<Process>("handoff", getpid(), getuid());
+        // One thread at start and one more on demand: a pool of two.
+        ASSERT_TRUE(mProcess->setMaxThreadCount(1)) << "pool size";
+    }
+
+    void TearDown() override {
+        // Whatever a failed case left blocked goes first, so that the pool can drain.
+        mReleaseBusy.open();
+        mReleaseDuty.open();
+        hostbinder::WorkTracker::instance().waitForIdle(*mProcess);
+        EXPECT_EQ(0u, hostbinder::WorkTracker::instance().pending(*mProcess))
+                << "work left pending";
+        // Work stops counting as pending just before it lets go of the process; the last
+        // reference must go here, as a process cannot die on one of its own threads.
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (mProcess.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(1ms);
+        ASSERT_EQ(1, mProcess.use_count()) << "finished work still holds the process";
+        mProcess.reset();  // joins the pool, which must not wait for ever
+    }
+
+    // Hands a duty over from this thread, retrying until the pool's thread is idle.
+    bool handOffEventually() {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            std::unique_ptr<Work> duty =
+                    std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
+            if (mProcess->handOff(&duty))
+                return true;
+            EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
+            std::this_thread::sleep_for(1ms);
+        }
+        return false;
+    }
+
+    // Declared before the process, so that they outlive its threads.
+    Gate mBusyRunning;
+    Gate mReleaseBusy;
+    Gate mDutyStarted;
+    Gate mReleaseDuty;
+    std::shared_ptr<Process> mProcess;
+};
+
+struct RefusalCase {
+    const char* name;
+    bool poolStarted;
+    int busyThreads;
+    bool accepted;
+};
+
+class ThreadHandOffRefusalTest : public ThreadHandOffTest,
+                                 public ::testing::WithParamInterface<RefusalCase> {};
+
+TEST_P(ThreadHandOffRefusalTest, HandOff_TakesOnlyAnIdleThread) {
+    const RefusalCase& row = GetParam();
+    if (row.poolStarted)
+        mProcess->startThreadPool();
+    auto running = std::make_shared<std::atomic<int>>(0);
+    for (int i = 0; i < row.busyThreads; ++i) {
+        mProcess->post(std::make_unique<FunctionWork>(mProcess, [this, running, &row] {
+            if (++*running == row.busyThreads)
+                mBusyRunning.open();
+            mReleaseBusy.wait();
+        }));
+    }
+    if (row.busyThreads > 0) {
+        ASSERT_TRUE(mBusyRunning.wait()) << "the pool never ran the busy work";
+    }
+
+    if (row.accepted) {
+        EXPECT_TRUE(handOffEventually()) << "an idle thread must take the duty";
+        EXPECT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
+        // The thread that handed off serves in place until the duty ends.
+        std::thread inPlace([this] {
+            mProcess->serveInPlace(std::make_unique<FunctionWork>(mProcess, [] {}));
+        });
+        mReleaseDuty.open();
+        inPlace.join();
+    } else {
+        std::unique_ptr<Work> duty =
+                std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
+        EXPECT_FALSE(mProcess->handOff(&duty))
+                << "no idle thread: the caller must queue its work instead";
+        EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Pool, ThreadHandOffRefusalTest,
+                         ::testing::Values(RefusalCase{"NotStarted", false, 0, false},
+                                           RefusalCase{"OneIdle", true, 0, true},
+                                           RefusalCase{"AllBusy", true, 2, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDutyEnds) {
+    mProcess->startThreadPool();
+    ASSERT_TRUE(handOffEventually()) << "no idle thread took the duty";
+    ASSERT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
+
+    // Work counted while it runs; each waits until two run at once, which only two serving
+    // threads can reach (one pool thread is on the duty).
+    struct Tally {
+        std::mutex mutex;
+        std::condition_variable changed;
+        int running = 0;
+        int mostAtOnce = 0;
+    };
+    auto tally = std::make_shared<Tally>();
+    auto body = [tally] {
+        std::unique_lock<std::mutex> lock(tally->mutex);
+        tally->mostAtOnce = std::max(tally->mostAtOnce, ++tally->running);
+        tally->changed.notify_all();
+        tally->changed.wait_for(lock, 2s, [&] { return tally->mostAtOnce >= 2; });
+        --tally->running;
+    };
+    auto left = std::async(std::launch::async, [this, body] {
+        mProcess->serveInPlace(std::make_unique<FunctionWork>(mProcess, body));
+        return hostbinder::ThreadContext::current().isBinderThreadOf(*mProcess);
+    });
+    // Declared after `left`, so that a failed assertion lets the duty end before the body
+    // waits for the thread serving in place.
+    struct ReleaseOnExit {
+        Gate& gate;
+        ~ReleaseOnExit() { gate.open(); }
+    } releaseOnExit{mReleaseDuty};
+    constexpr int kWorks = 6;
+    for (int i = 0; i < kWorks; ++i)
+        mProcess->post(std::make_unique<FunctionWork>(mProcess, body));
+    hostbinder::WorkTracker::instance().waitForIdle(*mProcess);
+
+    EXPECT_EQ(2, tally->mostAtOnce)
+            << "the thread serving in place must stand in for the one on the duty, and no more "
+               "than the pool's two may run work";
+    EXPECT_EQ(2u, mProcess->binderThreadCount()) << "the pool grew past its maximum";
+    EXPECT_EQ(std::future_status::timeout, left.wait_for(50ms))
+            << "the thread serving in place left while the duty still held its place";
+
+    mReleaseDuty.open();
+    ASSERT_EQ(std::future_status::ready, left.wait_for(10s))
+            << "the duty came back to the pool, yet the thread serving in place never left";
+    EXPECT_FALSE(left.get()) << "a thread that left the pool must not still count as its own";
+}
+
+}  // namespace
