@@ -15,10 +15,6 @@
 
 #include <plim/Mutex.h>
 
-#ifndef __ANDROID__
-#include "HostStderrLogger.h"
-#endif
-
 namespace com::vyr::plim {
 
 namespace {
@@ -37,15 +33,8 @@ struct LogState {
     std::atomic<bool> hasHook{false};
 };
 
-LogState* makeState() {
-#ifndef __ANDROID__
-    HostStderrLogger::install();
-#endif
-    return new LogState();
-}
-
 LogState& state() {
-    static LogState* const instance = makeState();  // never destroyed: logging may outlive exit
+    static LogState* const instance = new LogState();  // never destroyed: logging may outlive exit
     return *instance;
 }
 
