@@ -80,6 +80,8 @@ struct SocketTransport::Incoming {
     const std::unique_ptr<SocketConnection> connection;
     // The peer's socket name, from its hello; set before any work refers to it, then fixed.
     std::string peerName;
+    // Bytes of the peer's oneway calls that ran here and that it has not been told of yet.
+    std::atomic<size_t> uncredited{0};
 };
 
 // What a proxy holds: the connection to the object's process and the object's id there.
@@ -854,9 +856,15 @@ void SocketTransport::creditOneway(const std::string& peerName, size_t bytes) {
 }
 
 void SocketTransport::sendOnewayDone(const std::shared_ptr<Incoming>& incoming, size_t bytes) {
+    // Credits go out in batches: one frame per call would wake the sender's reader for each of
+    // its oneway calls. What stays unsent is at most one batch of the sender's share.
+    if (incoming->uncredited.fetch_add(bytes) + bytes < kCreditBatchBytes)
+        return;
     Frame done;
     done.type = FrameType::kOnewayDone;
-    done.target = bytes;
+    done.target = incoming->uncredited.exchange(0);
+    if (done.target == 0)
+        return;
     // On our own connection to the sender, which it always reads; its connection to us carries
     // only our replies, and nobody reads that while it waits for none. A peer that is gone
     // needs no credit.

@@ -20,9 +20,10 @@
 //    with AIBinder_getCallingUid/Pid taken from SO_PEERCRED (pid 0 for oneway, as in-process).
 //    Oneway transactions to one object run one at a time, in arrival order.
 //  - Oneway transactions a process sent to another and that have not yet run there share half
-//    the transaction buffer (kMaxOnewayBytes): the receiver answers each with kOnewayDone on its
-//    own connection to the sender once it ran or was dropped, and a send that would overfill the
-//    share fails at once with STATUS_FAILED_TRANSACTION. So a receiver that is slow or stopped
+//    the transaction buffer (kMaxOnewayBytes): the receiver tells the sender with kOnewayDone, on
+//    its own connection to the sender and in batches (kCreditBatchBytes), which of them ran or
+//    were dropped, and a send that would overfill the share fails at once with
+//    STATUS_FAILED_TRANSACTION. So a receiver that is slow or stopped
 //    reading cannot make the sender wait, nor queue more than that share of its data.
 //  - Binders travel in the frame's object table: the sender's own objects become proxies in the
 //    receiver, the receiver's own objects come home as themselves. The sender keeps an object
@@ -82,6 +83,8 @@ class SocketTransport : public Transport {
   public:
     static constexpr size_t kMaxTwoWayBytes = 1024 * 1024 - 8 * 1024;
     static constexpr size_t kMaxOnewayBytes = kMaxTwoWayBytes / 2;
+    // A receiver tells a sender that its oneway calls ran once they add up to this much.
+    static constexpr size_t kCreditBatchBytes = kMaxOnewayBytes / 8;
 
     // The process's transport, set up on first use from the environment; null when the process
     // did not opt in. Aborts if it opted in but the socket cannot be set up.
