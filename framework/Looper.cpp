@@ -4,6 +4,7 @@
 
 #include <plim/Looper.h>
 
+#include <chrono>
 #include <utility>
 
 #include <plim/Errno.h>
@@ -15,7 +16,19 @@ namespace com::vyr::plim {
 
 namespace {
 constexpr const char* TAG = "plim-framework";
+
+// How long an idle loop watches its queue before it sleeps, and how often it reads the clock.
+constexpr std::chrono::microseconds SPIN_TIME{5};
+constexpr int SPINS_PER_CLOCK_READ = 16;
+
+inline void cpuRelax() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+    asm volatile("yield");
+#endif
 }
+}  // namespace
 
 /** The per-thread slot. When its thread ends it abandons the looper, which also breaks the
  *  ownership cycle looper -> queued message -> handler -> looper. */
@@ -82,6 +95,7 @@ int Looper::loop() {
 }
 
 std::shared_ptr<Message> Looper::takeAll() {
+    awaitBriefly();
     MutexLock lock(mutex_);
     while (!head_) {
         if (quitting_) {
@@ -92,7 +106,22 @@ std::shared_ptr<Message> Looper::takeAll() {
     }
     sleeping_ = false;
     tail_ = nullptr;
+    queued_.store(false, std::memory_order_relaxed);
     return std::move(head_);
+}
+
+void Looper::awaitBriefly() {
+    // Requests come in bursts: a message posted within a few microseconds is taken without the
+    // loop going to sleep, and so without its poster paying for a wake-up call.
+    const auto until = std::chrono::steady_clock::now() + SPIN_TIME;
+    do {
+        for (int i = 0; i < SPINS_PER_CLOCK_READ; ++i) {
+            if (queued_.load(std::memory_order_acquire)) {
+                return;
+            }
+            cpuRelax();
+        }
+    } while (std::chrono::steady_clock::now() < until);
 }
 
 int Looper::post(std::shared_ptr<Message> msg) {
@@ -109,6 +138,7 @@ int Looper::post(std::shared_ptr<Message> msg) {
             head_ = std::move(msg);
         }
         tail_ = last;
+        queued_.store(true, std::memory_order_release);
         // Only the post that finds the loop asleep pays for the wake-up call.
         wake = sleeping_;
         sleeping_ = false;
@@ -124,6 +154,7 @@ void Looper::quit() {
     {
         MutexLock lock(mutex_);
         quitting_ = true;
+        queued_.store(true, std::memory_order_release);
         wake = sleeping_;
         sleeping_ = false;
     }

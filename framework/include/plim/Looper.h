@@ -73,6 +73,8 @@ class Looper final {
   private:
     /** Takes the whole queue; blocks while it is empty. Empty result: quit and drained. */
     std::shared_ptr<Message> takeAll();
+    /** Returns when something was queued or after a few microseconds, without sleeping. */
+    void awaitBriefly();
     /** Refuses further posts and drops what is queued: the owning thread is ending. */
     void abandon();
 
@@ -86,6 +88,9 @@ class Looper final {
     std::shared_ptr<Message> head_ GUARDED_BY(mutex_);
     Message* tail_ GUARDED_BY(mutex_) = nullptr;
     bool sleeping_ GUARDED_BY(mutex_) = false;
+    // Whether head_ may hold messages (or quit() was called): read without the lock by the loop
+    // while it waits briefly, written under it.
+    std::atomic<bool> queued_{false};
     bool quitting_ GUARDED_BY(mutex_) = false;
 };
 
