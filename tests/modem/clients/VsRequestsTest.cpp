@@ -270,7 +270,7 @@ INSTANTIATE_TEST_SUITE_P(
                          true}),
         [](const ::testing::TestParamInfo<LimitRow>& info) { return info.param.name; });
 
-TEST_F(VsRequestsTest, DeleteModemProperty_WhenServiceDownAndKeyTooLong_AnswersNotConnected) {
+TEST_F(VsRequestsTest, Requests_WhenServiceDown_AnswerNotConnectedBeforeAnyOtherCheck) {
     Control::setServiceAvailable(MODEM_API_SERVICE_VS, false);
     daemon_.waitForIdle();
     EXPECT_EQ(response("respondDeleteModemProperty", 52, 4),
@@ -279,6 +279,9 @@ TEST_F(VsRequestsTest, DeleteModemProperty_WhenServiceDownAndKeyTooLong_AnswersN
     EXPECT_EQ(response("respondGetQstMode", 53, 4, describeResult(-1)),
               ask([](IModem& m) { m.getQstMode(53); }))
             << "a QST read while the service is down answers 4 and -1";
+    EXPECT_EQ(response("respondGetBuildId", 54, 4, describeResult(std::string())),
+              ask([](IModem& m) { m.getBuildId(54); }))
+            << "an asynchronous read while the service is down answers 4 and nothing";
 }
 
 // ---- Replies the library makes badly, and refused starts ----------------------------------------
