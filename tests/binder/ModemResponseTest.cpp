@@ -10,7 +10,10 @@
 #include <android/binder_process.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,13 +24,139 @@
 #include "CallbackHolders.h"
 #include "LogCapture.h"
 #include "ModemResponse.h"
-#include "ResponseRows.h"
 #include "TestClient.h"
 
 namespace com::vyr::plim::modem {
 namespace {
 
-using test::ResponseRow;
+using test::describeResult;
+
+// One row per sender: how to call it, and what the client and the log must show. Every row with
+// a result has two distinct non-trivial values (variant 0 and 1), so that a sender that sends a
+// constant or a stale value is caught.
+struct ResponseRow {
+    /** The method without its "respond" prefix, e.g. "ReadNv". */
+    std::string name;
+    /** Calls ModemResponse::respond<name>(serial, err[, value of variant]). */
+    std::function<int(int serial, Errno err, size_t variant)> send;
+    /** describeResult() of each variant's value; empty for methods without a result. */
+    std::array<std::string, 2> result;
+    /** What the first log line adds after "err = %d" for each variant. */
+    std::array<std::string, 2> logSuffix;
+
+    std::string method() const { return "respond" + name; }
+    /** The sender's first log line. */
+    std::string requestLine(int serial, int err, size_t variant) const {
+        return method() + ": serial = " + std::to_string(serial) +
+               ", err = " + std::to_string(err) + logSuffix[variant];
+    }
+};
+
+void PrintTo(const ResponseRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+std::string logValue(const std::string& value) {
+    return ", result = " + value;
+}
+std::string logValue(const std::vector<uint8_t>& value) {
+    return ", result size = " + std::to_string(value.size());
+}
+std::string logValue(const std::vector<std::string>& value) {
+    return ", result size = " + std::to_string(value.size());
+}
+std::string logValue(int32_t value) {
+    return ", result = " + std::to_string(value);
+}
+std::string logValue(bool value) {
+    return value ? ", result = true" : ", result = false";
+}
+
+ResponseRow makeRow(const char* name, int (*respond)(int, Errno)) {
+    return ResponseRow{name,
+                       [respond](int serial, Errno err, size_t) { return respond(serial, err); },
+                       {},
+                       {}};
+}
+
+// Value is the result type as the sender takes it (by value or by const reference).
+template <typename Value, typename Param>
+ResponseRow makeRow(const char* name, int (*respond)(int, Errno, Param),
+                    std::array<Value, 2> values) {
+    return ResponseRow{name,
+                       [respond, values](int serial, Errno err, size_t variant) {
+                           return respond(serial, err, values[variant]);
+                       },
+                       {describeResult(values[0]), describeResult(values[1])},
+                       {logValue(values[0]), logValue(values[1])}};
+}
+
+using Bytes = std::vector<uint8_t>;
+using Strings = std::vector<std::string>;
+
+// The row's name and its sender come from one token, so they cannot disagree.
+#define ROW(Name) makeRow(#Name, &ModemResponse::respond##Name)
+#define ROW_OF(Name, Type, ...) \
+    makeRow<Type>(#Name, &ModemResponse::respond##Name, std::array<Type, 2>{__VA_ARGS__})
+
+Bytes countingBytes(size_t size) {
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i) {
+        bytes[i] = static_cast<uint8_t>(i * 7 + 0x80);
+    }
+    return bytes;
+}
+
+const std::vector<ResponseRow>& responseRows() {
+    static const std::vector<ResponseRow> rows{
+            ROW_OF(GetBuildTime, std::string, "2026-03-14 09:26:53 \xc3\xa9t\xc3\xa9", "0"),
+            ROW_OF(GetBuildId, std::string, "plim-fw 1.2.3+build.77 %d %s", " spaced  out "),
+            ROW_OF(ReadNv, Bytes, Bytes{0x00, 0x7f, 0x80, 0xff}, Bytes{0xff}),
+            ROW(WriteNv),
+            ROW_OF(ReadEfs, Bytes, Bytes{0xff, 0x80, 0x7f, 0x00, 0x01}, Bytes{0x00, 0x00}),
+            ROW(WriteEfs),
+            ROW(DeleteEfsFile),
+            ROW(DeleteEfsDir),
+            ROW_OF(GetNrNetworkMode, int32_t, -1, 3),
+            ROW(SetNrNetworkMode),
+            ROW_OF(GetVonrMode, int32_t, 2, -2),
+            ROW(SetVonrMode),
+            ROW_OF(GetOperatingMode, int32_t, INT32_MIN, 6),
+            ROW(SetOperatingMode),
+            ROW(SetRadioInfoReportSwitch),
+            ROW(DeleteImsProfile),
+            ROW_OF(GetActiveMbnInfo, Bytes, countingBytes(300), Bytes{0x80, 0x00, 0xff, 0x7f}),
+            ROW_OF(GetMetaMbnInfo, Bytes, Bytes{0x7f, 0xff, 0x00, 0x80, 'm'}, Bytes{0x01}),
+            ROW_OF(GetMbnList, Strings, Strings{"row/commercial.mbn", "", "lab \xc3\xa9.mbn"},
+                   Strings{"only.mbn"}),
+            ROW(DeleteAllMbns),
+            ROW(SelectMbn),
+            ROW(LoadMbn),
+            ROW(ActivateMbn),
+            ROW(DeactivateMbn),
+            ROW(ActivateMbnByName),
+            ROW(RestoreDiffQcn),
+            ROW(RebootModem),
+            ROW(RemoveRatMask),
+            ROW_OF(GetModemProperty, Bytes, Bytes{0x00, 0x00, 0xff, 0x80, 0x7f}, Bytes{'v', 0x00}),
+            ROW(SetModemProperty),
+            ROW(DeleteModemProperty),
+            ROW_OF(Get5gPowerSaveSwitch, bool, true, false),
+            ROW(Set5gPowerSaveSwitch),
+            ROW(Set5gPowerSaveMode),
+            ROW(ForceAsdiv),
+            ROW_OF(GetSimlockFuseState, int32_t, INT32_MAX, -100),
+            ROW_OF(GetQstMode, int32_t, -7, 1),
+            ROW(SetQstMode),
+            ROW(AbortRrcConnection),
+            ROW(SetSarState),
+            ROW(InformScreenState),
+    };
+    return rows;
+}
+
+#undef ROW
+#undef ROW_OF
 
 struct ErrorCase {
     Errno err;
@@ -153,7 +282,7 @@ TEST_P(ModemResponseTest, Respond_WhenCallbackHeldMissingOrDead_DeliversOrReport
     EXPECT_EQ(INVALID_STATE, row.send(-6, OK, 0)) << "a response went to a dead client's callback";
 }
 
-INSTANTIATE_TEST_SUITE_P(AllResponses, ModemResponseTest, ::testing::ValuesIn(test::responseRows()),
+INSTANTIATE_TEST_SUITE_P(AllResponses, ModemResponseTest, ::testing::ValuesIn(responseRows()),
                          [](const ::testing::TestParamInfo<ResponseRow>& info) {
                              return info.param.name;
                          });

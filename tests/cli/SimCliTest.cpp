@@ -3,12 +3,10 @@
  */
 
 // `plim-modem-cli sim`: a bad command line sends nothing, a good one sends the line the
-// simulator's channel takes, and each kind of reply (or none) gives its exit status; then once
-// against a whole daemon whose simulated modem is steered through its real channel.
+// simulator's channel takes, and each kind of reply (or none) gives its exit status. Against the
+// real channel of a daemon's simulated modem it runs in the e2e tests.
 
-#include <android/binder_host.h>
 #include <gtest/gtest.h>
-#include <modem_sim/ModemSimControl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -23,8 +21,6 @@
 #include <vector>
 
 #include "Cli.h"
-#include "DaemonHarness.h"
-#include "LogCapture.h"
 #include "SimCommands.h"
 
 namespace com::vyr::plim::cli {
@@ -220,72 +216,35 @@ TEST_P(SimExchangeTest, RunCli_WhenSimCommandIsGood_SendsItsLineAndExitsByTheRep
     EXPECT_EQ(row.sent, channel.received()) << "wrong line sent to the channel";
 }
 
+SimExchangeRow exchange(const char* name, Args args, Answer answer, std::string reply,
+                        std::string sent, std::string out, std::string errPart, int status) {
+    return SimExchangeRow{
+            name,           std::move(args),    answer, std::move(reply), std::move(sent),
+            std::move(out), std::move(errPart), status};
+}
+
 INSTANTIATE_TEST_SUITE_P(
         Sim, SimExchangeTest,
-        ::testing::Values(SimExchangeRow{"HexSentAsDecimal",
-                                         {"sim", "restart", "0x1f4"},
-                                         Answer::Reply,
-                                         "ok\n",
-                                         "restart 500\n",
-                                         "ok\n",
-                                         "",
-                                         EXIT_OK},
-                          SimExchangeRow{"FailWithSkip",
-                                         {"sim", "fail", "modem_read_nv_for_subid", "1", "-3", "2"},
-                                         Answer::Reply,
-                                         "ok\n",
-                                         "fail modem_read_nv_for_subid 1 -3 2\n",
-                                         "ok\n",
-                                         "",
-                                         EXIT_OK},
-                          SimExchangeRow{"LatencyOfEveryFunction",
-                                         {"sim", "latency", "*", "2000"},
-                                         Answer::Reply,
-                                         "ok\n",
-                                         "latency * 2000\n",
-                                         "ok\n",
-                                         "",
-                                         EXIT_OK},
-                          SimExchangeRow{"ControlOptionWins",
-                                         {"sim", "--control", "@FAKE", "state"},
-                                         Answer::Reply,
-                                         "ok operatingMode=1 nv=0\n",
-                                         "state\n",
-                                         "ok operatingMode=1 nv=0\n",
-                                         "",
-                                         EXIT_OK},
-                          SimExchangeRow{"Refused",
-                                         {"sim", "service", "3", "down"},
-                                         Answer::Reply,
-                                         "error: busy\n",
-                                         "service 3 down\n",
-                                         "error: busy\n",
-                                         "",
-                                         EXIT_SIM_REFUSED},
-                          SimExchangeRow{"ClosedUnanswered",
-                                         {"sim", "state"},
-                                         Answer::Close,
-                                         "",
-                                         "state\n",
-                                         "",
-                                         "closed the connection without a reply",
-                                         EXIT_NO_SERVICE},
-                          SimExchangeRow{"GarbledReply",
-                                         {"sim", "state"},
-                                         Answer::Reply,
-                                         "fine\n",
-                                         "state\n",
-                                         "",
-                                         "unexpected reply: fine",
-                                         EXIT_BAD_ANSWER},
-                          SimExchangeRow{"NoReplyInTime",
-                                         {"--timeout", "0.2", "sim", "connect-delay", "5"},
-                                         Answer::Silence,
-                                         "",
-                                         "connect-delay 5\n",
-                                         "",
-                                         "no reply from",
-                                         EXIT_TIMEOUT}),
+        ::testing::Values(
+                exchange("HexSentAsDecimal", {"sim", "restart", "0x1f4"}, Answer::Reply, "ok\n",
+                         "restart 500\n", "ok\n", "", EXIT_OK),
+                exchange("FailWithSkip", {"sim", "fail", "modem_read_nv_for_subid", "1", "-3", "2"},
+                         Answer::Reply, "ok\n", "fail modem_read_nv_for_subid 1 -3 2\n", "ok\n", "",
+                         EXIT_OK),
+                exchange("LatencyOfEveryFunction", {"sim", "latency", "*", "2000"}, Answer::Reply,
+                         "ok\n", "latency * 2000\n", "ok\n", "", EXIT_OK),
+                exchange("ControlOptionWins", {"sim", "--control", "@FAKE", "state"}, Answer::Reply,
+                         "ok operatingMode=1 nv=0\n", "state\n", "ok operatingMode=1 nv=0\n", "",
+                         EXIT_OK),
+                exchange("Refused", {"sim", "service", "3", "down"}, Answer::Reply, "error: busy\n",
+                         "service 3 down\n", "error: busy\n", "", EXIT_SIM_REFUSED),
+                exchange("ClosedUnanswered", {"sim", "state"}, Answer::Close, "", "state\n", "",
+                         "closed the connection without a reply", EXIT_NO_SERVICE),
+                exchange("GarbledReply", {"sim", "state"}, Answer::Reply, "fine\n", "state\n", "",
+                         "unexpected reply: fine", EXIT_BAD_ANSWER),
+                exchange("NoReplyInTime", {"--timeout", "0.2", "sim", "connect-delay", "5"},
+                         Answer::Silence, "", "connect-delay 5\n", "", "no reply from",
+                         EXIT_TIMEOUT)),
         [](const ::testing::TestParamInfo<SimExchangeRow>& info) { return info.param.name; });
 
 TEST(SimCliTest, RunCli_WhenNothingListens_ExitsUnavailable) {
@@ -294,52 +253,8 @@ TEST(SimCliTest, RunCli_WhenNothingListens_ExitsUnavailable) {
     EXPECT_EQ(
             "plim-modem-cli: sim: cannot reach /nonexistent/plim-sim: No such file or "
             "directory\n",
-            outcome.err);
-}
-
-// ---- Against a daemon -----------------------------------------------------------------------
-
-class SimDaemonTest : public ::testing::Test {
-  protected:
-    /** Runs the client in a simulated process of its own, as a user's would be. */
-    Outcome run(const Args& args) {
-        ndk::host::ScopedProcess process(("cli-" + std::to_string(++runs_)).c_str());
-        const Outcome outcome = process.run([&] { return runWith(args); });
-        daemon_.waitForIdle();
-        return outcome;
-    }
-
-    const std::string path_ = socketPath("daemon");
-    // Before the daemon: its simulated modem reads the variable as it is first used.
-    const bool named_ = setenv(modemsim::kControlSocketVariable, path_.c_str(), 1) == 0 &&
-                        setenv("PLIM_MBN_ROOT", "/nonexistent/plim-cli-test/generic", 1) == 0 &&
-                        unsetenv("PLIM_MODEM_STATE_DIR") == 0;
-    test::LogCapture log_;
-    test::DaemonHarness daemon_{0};
-    int runs_ = 0;
-};
-
-TEST_F(SimDaemonTest, Sim_WhenAServiceGoesDownAndUp_TheDaemonAnswersAccordingly) {
-    ASSERT_TRUE(named_);
-    ASSERT_EQ(0, daemon_.makeResult()) << log_.dump();
-    const struct {
-        Args args;
-        std::string out;
-        int status;
-    } steps[] = {
-            {{"sim", "service", "228", "down"}, "ok\n", EXIT_OK},
-            {{"get-build-id"}, "get-build-id: error 4 (INVALID_STATE), result: (empty)\n", 14},
-            {{"sim", "service", "228", "up"}, "ok\n", EXIT_OK},
-            {{"get-build-id"}, "get-build-id: error 0 (OK), result: PLIM.SIM.1.0-00042\n", 0},
-    };
-    for (const auto& step : steps) {
-        const Outcome outcome = run(step.args);
-        EXPECT_EQ(step.out, outcome.out) << "wrong output for " << step.args.back();
-        EXPECT_EQ(step.status, outcome.status) << outcome.err;
-        // The service's way back is the simulator's: wait for it before the next request.
-        EXPECT_TRUE(modemsim::Control::waitForIdle()) << "the modem never settled";
-        daemon_.waitForIdle();
-    }
+            outcome.err)
+            << "not one line naming the socket and why";
 }
 
 }  // namespace

@@ -44,6 +44,7 @@ class Process {
     bool wait(std::chrono::milliseconds timeout);
     bool running() { return !wait(0ms); }
     void kill(int signal);
+    pid_t pid() const { return pid_; }
     int exitCode() const;    // -1 while running or when ended by a signal
     int termSignal() const;  // 0 unless ended by a signal
     std::string out() const;

@@ -2,9 +2,10 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Every request through plim-modem-cli against daemon processes: what the user sees, and that a
-// change shows in the read that follows it.
+// The daemon's start-up as a process, then every request through plim-modem-cli against daemon
+// processes: what the user sees, and that a change shows in the read that follows it.
 
+#include <fstream>
 #include <iterator>
 #include <map>
 #include <set>
@@ -137,6 +138,63 @@ const std::vector<Row>& instance0Rows() {
             {"RebootModem", "reboot-modem", 0, nullptr},
     };
     return rows;
+}
+
+/** Whether `lines` come in `text` in this order; other lines may come between them. */
+bool inOrder(const std::string& text, const std::vector<std::string>& lines) {
+    size_t at = 0;
+    for (const std::string& line : lines) {
+        at = text.find(line, at);
+        if (at == std::string::npos) {
+            return false;
+        }
+        at += line.size();
+    }
+    return true;
+}
+
+TEST_F(RequestsTest, Daemon_WhenStarted_SetsUpClientsAndModemBeforeItRegisters) {
+    for (int instance : {0, 1}) {
+        const Process& daemon = startDaemon(instance);
+        const std::string id = std::to_string(instance);
+        const std::string p = "[" + id + "] ";
+        const std::string last = instance == 0 ? "SAR" : "WDS";  // the last client set up
+        // The modem reports its services in the order they were asked for, once it has brought
+        // them up: before or after the registration.
+        const std::string log = daemon.err();
+        EXPECT_TRUE(
+                inOrder(log,
+                        {"parse: successfully parsed instance id {" + id + "}",
+                         p + "plim-modem main entry", p + "setup: NAS qmi notifier setup completed",
+                         p + "setup: " + last + " qmi notifier setup completed", p + "init done",
+                         p +
+                                 "successfully registered aidl service "
+                                 "vendor.vyr.plim.modem.IModem/instance" +
+                                 id,
+                         p + "plim-modem ready to loop"}) &&
+                inOrder(log, {p + "setup: " + last + " qmi notifier setup completed",
+                              p + "modemApiEventCallback: NAS qmi service is connected",
+                              p + "modemApiEventCallback: " + last + " qmi service is connected"}))
+                << "registered before its clients and modem were ready, or out of order:\n"
+                << log;
+        std::string name;
+        std::getline(std::ifstream("/proc/" + std::to_string(daemon.pid()) + "/comm"), name);
+        EXPECT_EQ("modem-main", name) << "the main thread must carry its name in ps and tombstones";
+    }
+}
+
+TEST_F(RequestsTest, Daemon_WithBadCommandLine_ExitsOneBeforeItStarts) {
+    const std::pair<std::vector<std::string>, std::string> lines[] = {
+            {{}, "NO valid instance id for plim-modem"},
+            {{"-i", "2"}, "failed to parse modem options, err = 3"}};
+    for (const auto& [args, why] : lines) {
+        Process daemon("daemon", PLIM_MODEM_BINARY, args, {}, scratch_ + "/bad-options");
+        ASSERT_TRUE(daemon.wait(60s)) << "a daemon with a bad command line kept running";
+        EXPECT_EQ(1, daemon.exitCode()) << daemon.describe() << ": " << daemon.err();
+        EXPECT_NE(std::string::npos, daemon.err().find(why)) << "not told why: " << daemon.err();
+        EXPECT_EQ(std::string::npos, daemon.err().find("main entry"))
+                << "start-up went past the options";
+    }
 }
 
 TEST_F(RequestsTest, EveryRequest_ThroughCliInOrder_AnswersAsExpectedAndReadsBackChanges) {

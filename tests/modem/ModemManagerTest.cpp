@@ -216,17 +216,17 @@ TEST_F(ModemManagerTest, Events_WhenServiceConnectsAgain_BindsEachTimeAndTracksD
     std::memcpy(nasId.data(), &nas, sizeof(nas));
 
     Control::injectEvent(MODEM_API_EVENT_SERVICE_CONNECTED, nasId);  // a repeated report
-    ASSERT_TRUE(Control::waitForIdle());
+    ASSERT_TRUE(Control::waitForIdle()) << "the repeated report never settled";
     EXPECT_EQ(2u, Control::countCalls("modem_api_bind_nas_subscription"))
             << "a repeated connected event must run onConnected again";
 
     Control::setServiceAvailable(nas, false);
-    ASSERT_TRUE(Control::waitForIdle());
+    ASSERT_TRUE(Control::waitForIdle()) << "the drop never settled";
     EXPECT_FALSE(ModemManager::nasClient->isConnected()) << "the drop was not recorded";
     EXPECT_TRUE(ModemManager::wdsClient->isConnected()) << "another client's drop was recorded";
 
     Control::setServiceAvailable(nas, true);
-    ASSERT_TRUE(Control::waitForIdle());
+    ASSERT_TRUE(Control::waitForIdle()) << "the return never settled";
     EXPECT_TRUE(ModemManager::nasClient->isConnected()) << "the return was not recorded";
     EXPECT_EQ(3u, Control::countCalls("modem_api_bind_nas_subscription"))
             << "the returning service did not bind again";
@@ -269,56 +269,38 @@ TEST_P(ModemManagerEventTest, EventCallback_WithUnusableEvent_LogsAndReachesNoCl
     EXPECT_TRUE(Control::callTexts().empty()) << "the event reached the library";
 }
 
+EventRow event(const char* name, modem_api_event_type event, std::vector<uint8_t> data,
+               std::vector<std::string> lines, bool nullData = false) {
+    return EventRow{name, event, std::move(data), nullData, std::move(lines)};
+}
+
+const std::vector<uint8_t> kNoData;
+const char* const kBadConnected = "invalid data or len input for qmi connected event";
+
 INSTANTIATE_TEST_SUITE_P(
         Events, ModemManagerEventTest,
         ::testing::Values(
-                EventRow{"ConnectedWithTwoBytes",
-                         0,
-                         {1, 0},
-                         false,
-                         {"invalid data or len input for qmi connected event"}},
-                EventRow{"ConnectedWithEightBytes",
-                         0,
-                         std::vector<uint8_t>(8, 0),
-                         false,
-                         {"invalid data or len input for qmi connected event"}},
-                EventRow{"DisconnectedWithNullData",
-                         1,
-                         idBytes(3),
-                         true,
-                         {"invalid data or len input for qmi disconnected event"}},
-                EventRow{"ConnectedUnknownService",
-                         0,
-                         idBytes(5),
-                         false,
-                         {"UNKNOWN qmi service is connected",
-                          "no client for qmi service 5, ignore qmi connected event"}},
-                EventRow{"DisconnectedServiceWithoutClient",
-                         1,
-                         idBytes(2),
-                         false,
-                         {"DMS qmi service is disconnected",
-                          "no client for qmi service 2, ignore qmi disconnected event"}},
-                EventRow{"ConnectedVendorService",
-                         0,
-                         idBytes(228),
-                         false,
-                         {"VS qmi service is connected",
-                          "no client for qmi service 228, ignore qmi connected event"}},
-                EventRow{"ActiveMbnAnswer",
-                         17,
-                         std::vector<uint8_t>(140, 0),
-                         false,
-                         {"received async response for get_active_mbn_info",
-                          "can't process such async response for null PDC qmi client"}},
-                EventRow{"MetaMbnAnswer",
-                         18,
-                         std::vector<uint8_t>(272, 0),
-                         false,
-                         {"received async response for get_meta_mbn_info",
-                          "can't process such async response for null PDC qmi client"}},
-                EventRow{"UnknownEvent", 42, {}, false, {"unsupported modem api event = 42"}},
-                EventRow{"NegativeEvent", -1, {}, true, {"unsupported modem api event = -1"}}),
+                event("ConnectedWithTwoBytes", 0, {1, 0}, {kBadConnected}),
+                event("ConnectedWithEightBytes", 0, std::vector<uint8_t>(8, 0), {kBadConnected}),
+                event("DisconnectedWithNullData", 1, idBytes(3),
+                      {"invalid data or len input for qmi disconnected event"}, true),
+                event("ConnectedUnknownService", 0, idBytes(5),
+                      {"UNKNOWN qmi service is connected",
+                       "no client for qmi service 5, ignore qmi connected event"}),
+                event("DisconnectedServiceWithoutClient", 1, idBytes(2),
+                      {"DMS qmi service is disconnected",
+                       "no client for qmi service 2, ignore qmi disconnected event"}),
+                event("ConnectedVendorService", 0, idBytes(228),
+                      {"VS qmi service is connected",
+                       "no client for qmi service 228, ignore qmi connected event"}),
+                event("ActiveMbnAnswer", 17, std::vector<uint8_t>(140, 0),
+                      {"received async response for get_active_mbn_info",
+                       "can't process such async response for null PDC qmi client"}),
+                event("MetaMbnAnswer", 18, std::vector<uint8_t>(272, 0),
+                      {"received async response for get_meta_mbn_info",
+                       "can't process such async response for null PDC qmi client"}),
+                event("UnknownEvent", 42, kNoData, {"unsupported modem api event = 42"}),
+                event("NegativeEvent", -1, kNoData, {"unsupported modem api event = -1"}, true)),
         [](const ::testing::TestParamInfo<EventRow>& info) { return info.param.name; });
 
 }  // namespace

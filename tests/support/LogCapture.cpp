@@ -14,7 +14,6 @@ LogCapture::LogCapture() {
     Log::setCaptureHook([this](int priority, const char* tag, const std::string& text) {
         std::lock_guard<std::mutex> lock(mutex_);
         lines_.push_back({priority, tag, text});
-        changed_.notify_all();
     });
 }
 
@@ -43,16 +42,6 @@ std::vector<std::string> LogCapture::texts(const std::string& tag) const {
         }
     }
     return result;
-}
-
-bool LogCapture::waitFor(int priority, const std::string& tag, const std::string& text,
-                         std::chrono::milliseconds timeout) const {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] {
-        return std::any_of(lines_.begin(), lines_.end(), [&](const LogLine& line) {
-            return line.priority == priority && line.tag == tag && line.text == text;
-        });
-    });
 }
 
 std::string LogCapture::dump() const {

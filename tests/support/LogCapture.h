@@ -4,8 +4,6 @@
 
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -38,16 +36,12 @@ class LogCapture {
     }
     /** Lines of one tag, texts only, in order. */
     std::vector<std::string> texts(const std::string& tag) const;
-    /** Waits until a line equal to (priority, tag, text) has been seen. */
-    bool waitFor(int priority, const std::string& tag, const std::string& text,
-                 std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
     /** All lines, one per row, for assertion messages. */
     std::string dump() const;
     void clear();
 
   private:
     mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
     std::vector<LogLine> lines_;
 };
 

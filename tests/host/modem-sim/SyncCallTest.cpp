@@ -2,8 +2,9 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Synchronous calls: which service each needs, what reads back, the limits most easily got
-// wrong, and how planned faults apply.
+// Which service each call needs (an asynchronous one refused for it is never answered: the
+// reply queue's tests), what reads back, the limits most easily got wrong, and how planned
+// faults apply.
 
 #include <algorithm>
 #include <string>
@@ -47,6 +48,9 @@ uint8_t version;
 modem_qdp_profile_id profiles[MODEM_QDP_MAX_PROFILES];
 uint8_t count = MODEM_QDP_MAX_PROFILES;
 const modem_qdp_profile_id kProfile{1, 1};
+uint8_t buffer[8];
+size_t length = sizeof(buffer);
+void ignoreReply(const void*, unsigned long, void*, modem_api_result_type) {}
 
 const CallRow kCallRows[] = {
         {"GetOperatingMode", kDms, [] { return modem_get_operating_mode(&out); }, 8},
@@ -62,6 +66,10 @@ const CallRow kCallRows[] = {
         {"BindWds", kWds, [] { return modem_api_bind_wds_subscription(0); }, 8},
         {"BindVs", kVs, [] { return modem_api_bind_vs_subscription(0); }, 8},
         {"GetVersion", kVs, [] { return modem_api_get_version(&version); }, 8},
+        {"ReadNv", kVs, [] { return modem_read_nv_for_subid(0, 550, 0, buffer, &length); }, 8},
+        {"RestoreQcn", kVs, modem_restore_qcn_data, 8},
+        {"GetBuildTime", kVs, [] { return modem_get_build_time(nullptr, ignoreReply); }, 8},
+        {"ActiveMbn", kVs, [] { return modem_api_active_mbn("mbn_a", nullptr, ignoreReply); }, 8},
         {"ForceAsdivNeedsNone", kAll, [] { return modem_diag_pan_force_asdiv(1); }, 0},
         // The limits most easily got wrong by one.
         {"ServiceIdZero", kNone, [] { return modem_api_init_qmi_connection(0, 0); }, 3},

@@ -2,9 +2,9 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The vendor-specific service: every call refused without it and recorded; the storage limits;
-// keys that fill their buffer, in request order; tampered replies; replies on two threads; the
-// reboot. What the daemon's requests set and read back is tested through the daemon.
+// The vendor-specific service: the storage limits; keys that fill their buffer, in request order;
+// tampered replies; replies on two threads. What the daemon's requests set and read back, and
+// the modem's reboot, are tested through the daemon.
 
 #include <algorithm>
 #include <condition_variable>
@@ -25,7 +25,6 @@ using namespace std::chrono_literals;
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-using Strings = std::vector<std::string>;
 constexpr int32_t kVs = MODEM_API_SERVICE_VS;
 constexpr size_t kRecordSize = sizeof(modem_api_async_response);
 const char kBuildTime[] = "2026-11-02 09:41:17";
@@ -72,63 +71,6 @@ bool payloadStarts(const Bytes& record, const Bytes& expected) {
     return record.size() >= 8 + expected.size() &&
            std::equal(expected.begin(), expected.end(), record.begin() + 8);
 }
-
-// ---- Every call: refused with 8 without VS, never answered, recorded as rendered -----------
-
-uint8_t gBuf[8];
-size_t gLen = sizeof(gBuf);
-const uint8_t kData[] = {9, 8, 7, 6};
-const modem_api_property_record kRecord = [] {
-    modem_api_property_record record{};
-    std::strcpy(record.key, "persist.y");
-    record.key_len = 9;
-    std::strcpy(record.value, "1");
-    record.value_len = 1;
-    return record;
-}();
-Replies gNever;  // replies to refused calls, which must not come
-
-struct VsCallRow {
-    const char* name;
-    modem_api_result_type (*call)();
-    const char* text;  // as the daemon's tests expect it in the call record
-};
-
-class VsCallTest : public ModemSimTest<::testing::TestWithParam<VsCallRow>> {};
-
-TEST_P(VsCallTest, Call_WhenOnlyVsDown_Returns8UnansweredAndRecordedAsRendered) {
-    startLibrary();
-    connect({MODEM_API_SERVICE_WDS, MODEM_API_SERVICE_DMS, MODEM_API_SERVICE_NAS});
-    Control::clearCalls();
-    EXPECT_EQ(MODEM_API_SERVICE_NOT_READY, GetParam().call())
-            << "went through without VS, or checked another service";
-    ASSERT_TRUE(Control::waitForIdle()) << "the library never settled";
-    EXPECT_EQ(Strings{GetParam().text}, Control::callTexts()) << "recorded differently";
-    EXPECT_TRUE(gNever.waitFor(0).empty()) << "a refused call was answered";
-}
-
-// One row for each way of rendering arguments; the calls left out take the same paths.
-const VsCallRow kVsCallRows[] = {
-        {"ReadNv", [] { return modem_read_nv_for_subid(0, 550, 0, gBuf, &gLen); },
-         "modem_read_nv_for_subid(0, 550, 0, 8)"},
-        {"WriteNv", [] { return modem_write_nv_for_subid(1, 551, kData, 4); },
-         "modem_write_nv_for_subid(1, 551, 4)"},
-        {"RestoreQcn", modem_restore_qcn_data, "modem_restore_qcn_data()"},
-        {"DeleteProperty", [] { return modem_api_delete_modem_property_sync("persist.x"); },
-         "modem_api_delete_modem_property_sync(\"persist.x\")"},
-        {"NotifyScreenOff", [] { return modem_notify_screen_state(false); },
-         "modem_notify_screen_state(0)"},
-        {"GetBuildTime", [] { return modem_get_build_time(&gNever, Replies::callback); },
-         "modem_get_build_time(cb, cb)"},
-        {"GetBuildIdNullData", [] { return modem_get_build_id(nullptr, Replies::callback); },
-         "modem_get_build_id(null, cb)"},
-        {"ActiveMbn", [] { return modem_api_active_mbn("mbn_a", &gNever, Replies::callback); },
-         "modem_api_active_mbn(\"mbn_a\", cb, cb)"},
-        {"SetProperty",
-         [] { return modem_api_set_modem_property(&kRecord, &gNever, Replies::callback); },
-         "modem_api_set_modem_property(\"persist.y\", 9, \"1\", 1, cb, cb)"},
-};
-INSTANTIATE_TEST_SUITE_P(Calls, VsCallTest, ::testing::ValuesIn(kVsCallRows), RowName());
 
 // ---- NV and EFS: exact limits, byte-for-byte round trip, no overflow, delete once -----------
 
@@ -303,25 +245,6 @@ TEST_F(VsServiceTest, AsyncReplies_WhenSeveralPending_ComeOnTwoLibraryThreads) {
         threads.insert(reply.thread);
     }
     EXPECT_EQ(2u, threads.size()) << "replies must alternate between two threads";
-}
-
-TEST_F(VsServiceTest, SubsystemReboot_WhenServicesConnected_DropsAllAtOnceThenRestoresAll) {
-    constexpr auto kDowntime = 500ms;
-    Control::setRebootDowntime(kDowntime);
-    startLibrary();
-    connect({MODEM_API_SERVICE_DMS, MODEM_API_SERVICE_NAS, kVs});
-    const auto start = Clock::now();
-    ASSERT_EQ(MODEM_API_SUCCESS, modem_subsystem_reboot()) << "the reboot was refused";
-    ASSERT_TRUE(EventLog::instance().waitForCount(6)) << "the drops were never reported";
-    EXPECT_LT(since(start), kDowntime) << "the drops waited for the downtime";
-    ASSERT_TRUE(Control::waitForIdle()) << "waitForIdle must wait through the reboot";
-    EXPECT_GE(since(start), kDowntime) << "back before the downtime had passed";
-    EXPECT_EQ((Strings{"connected 2", "connected 3", "connected 228", "disconnected 2",
-                       "disconnected 3", "disconnected 228", "connected 2", "connected 3",
-                       "connected 228"}),
-              EventLog::instance().lines())
-            << "every service must drop once and come back once, in request order";
-    EXPECT_EQ(1, Control::state().reboots) << "the reboot was not counted once";
 }
 
 }  // namespace

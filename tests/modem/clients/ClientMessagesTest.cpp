@@ -2,9 +2,10 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Every client's handle() with messages no binder request produces: no message, a parameter of
-// the wrong type or none, an id it does not know. Each is logged, answered by nothing and never
-// reaches the modem library.
+// Every client's handle() with messages no binder request produces (no message, a parameter of
+// the wrong type or none, an id it does not know), and the vendor-specific client's reply
+// callback with records no request of its own produces: each is refused, answered by nothing and
+// never reaches the modem library; a refused record is still freed.
 
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
@@ -25,6 +26,7 @@
 #include "DiagClient.h"
 #include "DmsQmiClient.h"
 #include "LogCapture.h"
+#include "ModemAsyncCbData.h"
 #include "NasQmiClient.h"
 #include "NvAccessParam.h"
 #include "PdcQmiClient.h"
@@ -40,9 +42,7 @@ using test::LogCapture;
 struct ClientRow {
     const char* name;
     std::function<std::shared_ptr<Handler>()> make;
-    const char* tag;
     int id;                                              // a message id the client knows
-    const char* handler;                                 // the function that handles it
     std::function<std::shared_ptr<Param>()> wrongParam;  // a parameter of another type
     int unknownId;
 };
@@ -68,28 +68,20 @@ class ClientMessagesTest : public ::testing::TestWithParam<ClientRow> {
         EXPECT_TRUE(modemsim::Control::callTexts().empty()) << "the modem library was called";
     }
 
-    std::vector<std::string> clientLines() const { return log_.texts(GetParam().tag); }
-
     LogCapture log_;
     std::shared_ptr<Handler> client_;
 };
 
 TEST_P(ClientMessagesTest, Handle_WithNullMessage_ReturnsInvalidArgument) {
     EXPECT_EQ(INVALID_ARGUMENT, client_->handle(nullptr)) << "a null message was not refused";
-    EXPECT_EQ(std::vector<std::string>{"handle: null msg input"}, clientLines());
 }
 
 TEST_P(ClientMessagesTest, Handle_WithMissingOrMistypedParam_ReturnsInvalidArgumentUnanswered) {
     const ClientRow& row = GetParam();
     for (const std::shared_ptr<Param>& param : {std::shared_ptr<Param>(), row.wrongParam()}) {
-        log_.clear();
         EXPECT_EQ(INVALID_ARGUMENT,
                   client_->handle(Message::obtain(row.id, client_, param, nullptr)))
                 << "an unusable parameter was not refused";
-        EXPECT_EQ((std::vector<std::string>{
-                          "handle: msg id = " + std::to_string(row.id),
-                          std::string(row.handler) + ": null param from input msg"}),
-                  clientLines());
     }
 }
 
@@ -98,10 +90,6 @@ TEST_P(ClientMessagesTest, Handle_WithUnknownId_ReturnsUnsupportedUnanswered) {
     auto param = std::make_shared<SerialVoidParam>(1);
     EXPECT_EQ(UNSUPPORTED, client_->handle(Message::obtain(row.unknownId, client_, param, nullptr)))
             << "an unknown message id was not refused";
-    const std::string id = std::to_string(row.unknownId);
-    EXPECT_EQ((std::vector<std::string>{"handle: msg id = " + id,
-                                        "handle: unsupported msg id = " + id}),
-              clientLines());
 }
 
 template <typename P, typename... Args>
@@ -117,47 +105,121 @@ INSTANTIATE_TEST_SUITE_P(
         Clients, ClientMessagesTest,
         ::testing::Values(
                 ClientRow{"DmsGet", [] { return std::make_shared<DmsQmiClient>(); },
-                          "modem-qmi-dms", DmsQmiClient::GET_OPERATING_MODE,
-                          "handleGetOperatingModeMessage", paramOf<SerialIntParam>(1), 3},
+                          DmsQmiClient::GET_OPERATING_MODE, paramOf<SerialIntParam>(1), 3},
                 ClientRow{"DmsSet", [] { return std::make_shared<DmsQmiClient>(); },
-                          "modem-qmi-dms", DmsQmiClient::SET_OPERATING_MODE,
-                          "handleSetOperatingModeMessage", paramOf<SerialVoidParam>(), 0},
+                          DmsQmiClient::SET_OPERATING_MODE, paramOf<SerialVoidParam>(), 0},
                 ClientRow{"NasSetVonr", [] { return std::make_shared<NasQmiClient>(0); },
-                          "modem-qmi-nas", NasQmiClient::SET_VONR_MODE, "handleSetVonrModeMessage",
-                          paramOf<SerialBoolParam>(true), 5},
+                          NasQmiClient::SET_VONR_MODE, paramOf<SerialBoolParam>(true), 5},
                 ClientRow{"NasGetNr", [] { return std::make_shared<NasQmiClient>(1); },
-                          "modem-qmi-nas", NasQmiClient::GET_NR_NETWORK_MODE,
-                          "handleGetNrNetworkModeMessage", paramOf<SerialIntParam>(2), -1},
-                ClientRow{"Sar", [] { return std::make_shared<SarQmiClient>(); }, "modem-qmi-sar",
-                          SarQmiClient::SET_SAR_STATE, "handleSetSarStateMessage",
-                          paramOf<SerialVoidParam>(), 2},
-                ClientRow{"Wds", [] { return std::make_shared<WdsQmiClient>(0); }, "modem-qmi-wds",
-                          WdsQmiClient::DELETE_IMS_PROFILE, "handleDeleteImsProfileMessage",
-                          paramOf<SerialIntParam>(0), 2},
+                          NasQmiClient::GET_NR_NETWORK_MODE, paramOf<SerialIntParam>(2), -1},
+                ClientRow{"Sar", [] { return std::make_shared<SarQmiClient>(); },
+                          SarQmiClient::SET_SAR_STATE, paramOf<SerialVoidParam>(), 2},
+                ClientRow{"Wds", [] { return std::make_shared<WdsQmiClient>(0); },
+                          WdsQmiClient::DELETE_IMS_PROFILE, paramOf<SerialIntParam>(0), 2},
                 ClientRow{"PdcSelect", [] { return std::make_shared<PdcQmiClient>(); },
-                          "modem-qmi-pdc", PdcQmiClient::SELECT_MBN, "handleSelectMbnMessage",
+                          PdcQmiClient::SELECT_MBN,
                           paramOf<SerialByteArrayParam>(std::vector<uint8_t>{1}), 9},
                 ClientRow{"PdcList", [] { return std::make_shared<PdcQmiClient>(); },
-                          "modem-qmi-pdc", PdcQmiClient::GET_MBN_LIST, "handleGetMbnListMessage",
-                          paramOf<SerialIntParam>(1), 0},
+                          PdcQmiClient::GET_MBN_LIST, paramOf<SerialIntParam>(1), 0},
                 ClientRow{"PdcActiveInfo", [] { return std::make_shared<PdcQmiClient>(); },
-                          "modem-qmi-pdc", PdcQmiClient::GET_ACTIVE_MBN_INFO,
-                          "handleGetActiveMbnInfoMessage", paramOf<SerialVoidParam>(), -1},
-                ClientRow{"Diag", [] { return std::make_shared<DiagClient>(); }, "modem-diag",
-                          DiagClient::FORCE_ASDIV, "handleForceAsdivMessage",
-                          paramOf<SerialVoidParam>(), 2},
+                          PdcQmiClient::GET_ACTIVE_MBN_INFO, paramOf<SerialVoidParam>(), -1},
+                ClientRow{"Diag", [] { return std::make_shared<DiagClient>(); },
+                          DiagClient::FORCE_ASDIV, paramOf<SerialVoidParam>(), 2},
                 // One class carries NV and EFS requests: the tag alone tells them apart.
                 ClientRow{"VsReadNv", [] { return std::make_shared<VsQmiClient>(0); },
-                          "modem-qmi-vs", VsQmiClient::READ_NV, "handleReadNvMessage",
-                          nvAccess(NvAccessParam::Kind::EFS), 25},
+                          VsQmiClient::READ_NV, nvAccess(NvAccessParam::Kind::EFS), 25},
                 ClientRow{"VsReadEfs", [] { return std::make_shared<VsQmiClient>(1); },
-                          "modem-qmi-vs", VsQmiClient::READ_EFS, "handleReadEfsMessage",
-                          nvAccess(NvAccessParam::Kind::NV), 0},
+                          VsQmiClient::READ_EFS, nvAccess(NvAccessParam::Kind::NV), 0},
                 ClientRow{"VsSetProperty", [] { return std::make_shared<VsQmiClient>(0); },
-                          "modem-qmi-vs", VsQmiClient::SET_MODEM_PROPERTY,
-                          "handleSetModemPropertyMessage",
+                          VsQmiClient::SET_MODEM_PROPERTY,
                           paramOf<SerialByteArrayParam>(std::vector<uint8_t>{1}), -1}),
         [](const ::testing::TestParamInfo<ClientRow>& info) { return info.param.name; });
+
+// ---- The vendor-specific reply callback ------------------------------------------------------
+
+struct RecordRow {
+    const char* name;
+    // The record handed to the callback; `msg` is the request message it is built around.
+    std::function<ModemAsyncCbData*(const std::shared_ptr<Message>& msg)> record;
+    int msgId;
+    std::string logLine;
+};
+
+void PrintTo(const RecordRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class VsAsyncCallbackTest : public ::testing::TestWithParam<RecordRow> {
+  protected:
+    void TearDown() override {
+        EXPECT_TRUE(log_.texts("modem-resp").empty()) << "a response was sent:\n" << log_.dump();
+    }
+
+    LogCapture log_;
+    std::shared_ptr<VsQmiClient> client_ = std::make_shared<VsQmiClient>(0);
+};
+
+TEST_P(VsAsyncCallbackTest, Callback_WithBrokenRecord_LogsFreesAndAnswersNothing) {
+    const RecordRow& row = GetParam();
+    std::weak_ptr<Message> msg;
+    {
+        auto request =
+                Message::obtain(row.msgId, client_, std::make_shared<SerialVoidParam>(5), nullptr);
+        msg = request;
+        ModemAsyncCbData* record = row.record(request);
+        request.reset();
+        modem_api_async_response reply{};
+        VsQmiClient::modemApiAsyncCallback(&reply, sizeof(reply), record, MODEM_API_SUCCESS);
+    }
+    EXPECT_TRUE(log_.contains(Log::ERROR, "modem-qmi-vs", row.logLine)) << log_.dump();
+    EXPECT_TRUE(msg.expired()) << "the record (and the message it holds) was not freed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Records, VsAsyncCallbackTest,
+        ::testing::Values(
+                RecordRow{"Null", [](const auto&) { return nullptr; }, VsQmiClient::GET_BUILD_TIME,
+                          "modemApiAsyncCallback: null async cb data, can't process"},
+                RecordRow{
+                        "NoMessage",
+                        [](const auto&) {
+                            return new ModemAsyncCbData{nullptr, std::make_shared<VsQmiClient>(0)};
+                        },
+                        VsQmiClient::GET_BUILD_TIME,
+                        "modemApiAsyncCallback: can't get original request msg from cb data, "
+                        "maybe logic issue"},
+                RecordRow{"NoParam",
+                          [](const auto&) {
+                              auto vs = std::make_shared<VsQmiClient>(0);
+                              return new ModemAsyncCbData{
+                                      Message::obtain(VsQmiClient::GET_BUILD_TIME, vs, nullptr,
+                                                      nullptr),
+                                      vs};
+                          },
+                          VsQmiClient::GET_BUILD_TIME,
+                          "modemApiAsyncCallback: null param in original request msg, can't "
+                          "process async response"},
+                RecordRow{
+                        "OtherClient",
+                        [](const std::shared_ptr<Message>& msg) {
+                            return new ModemAsyncCbData{msg, std::make_shared<NasQmiClient>(0)};
+                        },
+                        VsQmiClient::GET_BUILD_TIME,
+                        "modemApiAsyncCallback: can't get VS qmi client from cb data, serial = 5"},
+                RecordRow{
+                        "NoClient",
+                        [](const std::shared_ptr<Message>& msg) {
+                            return new ModemAsyncCbData{msg, nullptr};
+                        },
+                        VsQmiClient::GET_BUILD_ID,
+                        "modemApiAsyncCallback: can't get VS qmi client from cb data, serial = 5"},
+                // A synchronous request's id: the reply has no processor.
+                RecordRow{"SyncMessageId",
+                          [](const std::shared_ptr<Message>& msg) {
+                              return new ModemAsyncCbData{msg, std::make_shared<VsQmiClient>(0)};
+                          },
+                          VsQmiClient::READ_NV, "modemApiAsyncCallback: unsupported msg id = 3"}),
+        [](const ::testing::TestParamInfo<RecordRow>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace com::vyr::plim::modem

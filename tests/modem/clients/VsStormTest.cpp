@@ -29,47 +29,28 @@ constexpr int kSenders = 4;
 constexpr int kRequestsPerSender = 5000;
 constexpr int kRequests = kSenders * kRequestsPerSender;
 
-/** Request number `i` of the mix, with `serial`. */
-void sendMixed(aidl::vendor::vyr::plim::modem::IModem& modem, int serial, int i) {
+using IModem = aidl::vendor::vyr::plim::modem::IModem;
+using test::Bytes;
+
+/** Request number `i` of the mix, with `serial`: synchronous and asynchronous ones alternate. */
+void sendMixed(IModem& modem, int serial, int i) {
     const std::vector<uint8_t> key{'k', static_cast<uint8_t>('0' + i % 4)};
-    switch (i % 12) {
-        case 0:
-            modem.getBuildTime(serial);
-            break;
-        case 1:
-            modem.writeNv(serial, i % 8, 0, 0, {static_cast<uint8_t>(i)});
-            break;
-        case 2:
-            modem.readNv(serial, i % 8, 0, 0);
-            break;
-        case 3:
-            modem.setModemProperty(serial, key, {'v'});
-            break;
-        case 4:
-            modem.getModemProperty(serial, key);
-            break;
-        case 5:
-            modem.deleteModemProperty(serial, key);
-            break;
-        case 6:
-            modem.get5gPowerSaveSwitch(serial);
-            break;
-        case 7:
-            modem.setQstMode(serial, i % 3);
-            break;
-        case 8:
-            modem.getQstMode(serial);
-            break;
-        case 9:
-            modem.abortRrcConnection(serial);
-            break;
-        case 10:
-            modem.activateMbnByName(serial, std::vector<uint8_t>(i % 70, 'n'));
-            break;
-        default:
-            modem.informScreenState(serial, i % 2 == 0);
-            break;
-    }
+    using Send = void (*)(IModem&, int serial, int i, const std::vector<uint8_t>& key);
+    static const Send kMix[] = {
+            [](IModem& m, int s, int, auto&) { m.getBuildTime(s); },
+            [](IModem& m, int s, int i, auto&) { m.writeNv(s, i % 8, 0, 0, {uint8_t(i)}); },
+            [](IModem& m, int s, int i, auto&) { m.readNv(s, i % 8, 0, 0); },
+            [](IModem& m, int s, int, auto& k) { m.setModemProperty(s, k, {'v'}); },
+            [](IModem& m, int s, int, auto& k) { m.getModemProperty(s, k); },
+            [](IModem& m, int s, int, auto& k) { m.deleteModemProperty(s, k); },
+            [](IModem& m, int s, int, auto&) { m.get5gPowerSaveSwitch(s); },
+            [](IModem& m, int s, int i, auto&) { m.setQstMode(s, i % 3); },
+            [](IModem& m, int s, int, auto&) { m.getQstMode(s); },
+            [](IModem& m, int s, int, auto&) { m.abortRrcConnection(s); },
+            [](IModem& m, int s, int i, auto&) { m.activateMbnByName(s, Bytes(i % 70, 'n')); },
+            [](IModem& m, int s, int i, auto&) { m.informScreenState(s, i % 2 == 0); },
+    };
+    kMix[i % 12](modem, serial, i, key);
 }
 
 class VsStormTest : public ProxyRequestTest {};
