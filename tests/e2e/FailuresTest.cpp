@@ -125,7 +125,10 @@ TEST_F(FailuresTest, Requests_WhenModemRestartsMidTraffic_EachAnsweredOnceThenSe
     for (const auto& [serial, got] : results) {
         const std::string s = std::to_string(serial);
         const std::string& method = kinds[serial % 3].second;
-        EXPECT_TRUE(got.status == 0 || got.status == 14)
+        // 14: refused while the client knew its service was down; 11: sent in the moment
+        // before it knew, and failed by the library (a failed call answers 1, whatever the
+        // library's reason).
+        EXPECT_TRUE(got.status == 0 || got.status == 11 || got.status == 14)
                 << method << " serial " << s << ": exit " << got.status << ", " << got.err;
         EXPECT_EQ(1u, occurrences(log, "] get" + method + ": serial = " + s + "\n"))
                 << "serial " << s << " not received exactly once";
