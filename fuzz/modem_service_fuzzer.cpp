@@ -34,6 +34,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -41,13 +42,10 @@
 #include <vector>
 
 #include <plim/Errno.h>
-#include <plim/Handler.h>
-#include <plim/Looper.h>
-#include <plim/Message.h>
-#include <plim/Param.h>
 
 #include "ComponentFactory.h"
 #include "FuzzCheck.h"
+#include "LoopThread.h"
 #include "RecordingResponse.h"
 
 namespace {
@@ -55,10 +53,6 @@ namespace {
 using aidl::vendor::vyr::plim::modem::BnModemIndication;
 using aidl::vendor::vyr::plim::modem::IModem;
 using aidl::vendor::vyr::plim::modem::IModemIndication;
-using com::vyr::plim::Handler;
-using com::vyr::plim::Looper;
-using com::vyr::plim::Message;
-using com::vyr::plim::Param;
 using com::vyr::plim::fuzz::RecordingResponse;
 using com::vyr::plim::fuzz::ResponseCall;
 
@@ -72,51 +66,21 @@ constexpr transaction_code_t kMetaCodes[] = {FIRST_CALL_TRANSACTION + 16777214,
 
 class QuietIndication : public BnModemIndication {};
 
-/** A task for the main thread's looper. */
-class TaskParam : public Param {
-  public:
-    explicit TaskParam(std::function<void()> task) : task(std::move(task)) {}
-    const std::function<void()> task;
-};
-
-class TaskHandler : public Handler {
-  public:
-    int handle(std::shared_ptr<Message> msg) override {
-        static_cast<TaskParam*>(msg->getParam().get())->task();
-        return 0;
-    }
-};
-
 /** The daemon's main thread: its looper runs until the process ends, as on a device. */
 class MainThread {
   public:
-    MainThread() {
-        std::promise<void> ready;
-        thread_ = std::thread([this, &ready] {
-            Looper::prepareThreadLocalLooper();
-            handler_ = std::make_shared<TaskHandler>();
-            std::shared_ptr<Looper> looper = Looper::getThreadLocalLooper();
-            ready.set_value();
-            looper->loop();
-        });
-        ready.get_future().wait();
-        thread_.detach();
-    }
-
     /** Runs `task` on the main thread after everything queued before it, and waits for it. */
-    void run(std::function<void()> task) {
+    void run(const std::function<void()>& task) {
         std::promise<void> done;
-        auto param = std::make_shared<TaskParam>([&] {
+        CHECK(loop_.post([&] {
             task();
             done.set_value();
-        });
-        CHECK(Message::obtain(0, handler_, param, nullptr)->dispatch() == 0);
+        }) == 0);
         done.get_future().wait();
     }
 
   private:
-    std::thread thread_;
-    std::shared_ptr<TaskHandler> handler_;
+    com::vyr::plim::test::LoopThread loop_;
 };
 
 MainThread* mainThread;
