@@ -5,13 +5,16 @@
 #include "SocketConnection.h"
 
 #include <errno.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 namespace hostbinder {
@@ -72,6 +75,47 @@ bool SocketConnection::send(const Frame& frame) {
     if (!encodeFrame(frame, &bytes))
         return false;
     MutexLock lock(mWriteLock);
+    return sendLocked(bytes);
+}
+
+SocketConnection::SendResult SocketConnection::sendIfRoom(const Frame& frame) {
+    std::vector<uint8_t> bytes;
+    if (!encodeFrame(frame, &bytes))
+        return SendResult::kBroken;
+    // The queue counts the kernel's bookkeeping too: leave it a quarter of the data on top.
+    const size_t needed = bytes.size() + bytes.size() / 4 + kQueueSlack;
+    const auto deadline = std::chrono::steady_clock::now() + kRoomWait;
+    MutexLock lock(mWriteLock);
+    for (;;) {
+        int queued = 0;
+        int capacity = 0;
+        socklen_t length = sizeof(capacity);
+        if (ioctl(mFd, SIOCOUTQ, &queued) != 0 ||
+            getsockopt(mFd, SOL_SOCKET, SO_SNDBUF, &capacity, &length) != 0)
+            return SendResult::kBroken;
+        if (queued == 0 || static_cast<size_t>(queued) + needed <= static_cast<size_t>(capacity))
+            break;
+        // Nothing was read since the last wait ran out: refuse at once instead of waiting again.
+        if (mStalledQueue >= 0 && queued >= mStalledQueue)
+            return SendResult::kNoRoom;
+        mStalledQueue = -1;
+        // A reader that is merely behind catches up within moments; one that reads nothing
+        // does not, and then the frame is refused rather than waited on.
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            mStalledQueue = queued;
+            return SendResult::kNoRoom;
+        }
+        pollfd writable{mFd, POLLOUT, 0};
+        if (poll(&writable, 1, static_cast<int>(std::min<int64_t>(left.count(), 10))) < 0 &&
+            errno != EINTR)
+            return SendResult::kBroken;
+    }
+    return sendLocked(bytes) ? SendResult::kSent : SendResult::kBroken;
+}
+
+bool SocketConnection::sendLocked(const std::vector<uint8_t>& bytes) {
     size_t sent = 0;
     while (sent < bytes.size()) {
         // MSG_NOSIGNAL: a peer that died is an error to report, not a reason to die too.

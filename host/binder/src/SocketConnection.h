@@ -13,6 +13,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -47,6 +48,11 @@ class SocketConnection {
 
     // False if the frame cannot be encoded or the socket is broken.
     bool send(const Frame& frame) HOST_EXCLUDES(mWriteLock);
+    enum class SendResult { kSent, kNoRoom, kBroken };
+    // Sends the frame once the socket's send buffer has room for it (a frame larger than the
+    // buffer: once nothing of ours waits there), waiting at most kRoomWait for the peer to read:
+    // a peer that stopped reading cannot stall the sender for longer.
+    SendResult sendIfRoom(const Frame& frame) HOST_EXCLUDES(mWriteLock);
     // The next frame; kClosed at the end of the stream (even mid-frame) or on shutdown.
     ReadResult receive(Frame* frame);
     // Ends the connection in both directions; the reader sees kClosed.
@@ -56,13 +62,21 @@ class SocketConnection {
     void waitForHangUp();
 
   private:
+    // Room kept in the send buffer beyond a frame's own bytes.
+    static constexpr size_t kQueueSlack = 4096;
+    static constexpr std::chrono::milliseconds kRoomWait{200};
+
     // Space for at least one more read of kReadChunk bytes after the undecoded ones.
     void makeRoom();
+    bool sendLocked(const std::vector<uint8_t>& bytes) HOST_REQUIRES(mWriteLock);
 
     const int mFd;
     PeerCredentials mPeer;
     bool mHasPeer = false;
     Mutex mWriteLock;
+    // What the send queue held when a wait for room last ran out, or -1: a peer that has read
+    // nothing since is not waited on again.
+    int mStalledQueue HOST_GUARDED_BY(mWriteLock) = -1;
     // Bytes read but not decoded yet, [mBegin, mEnd) of mBuffer: the reader's own. Grown without
     // being cleared, as a read fills only what it gets.
     std::unique_ptr<uint8_t[]> mBuffer;

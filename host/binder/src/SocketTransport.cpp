@@ -834,11 +834,15 @@ binder_status_t SocketTransport::sendOneway(Peer& peer, const Frame& frame) {
             return STATUS_FAILED_TRANSACTION;
         peer.onewayBytes += bytes;
     }
-    if (peer.connection->send(frame))
+    // Nor may a receiver that stopped reading altogether (stopped, or its reader stuck) make
+    // this thread wait while the socket is full.
+    const SocketConnection::SendResult result = peer.connection->sendIfRoom(frame);
+    if (result == SocketConnection::SendResult::kSent)
         return STATUS_OK;
     MutexLock lock(peer.lock);
     peer.onewayBytes -= std::min(peer.onewayBytes, bytes);
-    return STATUS_DEAD_OBJECT;
+    return result == SocketConnection::SendResult::kNoRoom ? STATUS_FAILED_TRANSACTION
+                                                           : STATUS_DEAD_OBJECT;
 }
 
 void SocketTransport::creditOneway(const std::string& peerName, size_t bytes) {

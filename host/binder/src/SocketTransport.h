@@ -46,9 +46,6 @@
 //    only local binders can be registered as services.
 //  - Oneway shares are per sending process: several senders together can queue more than half
 //    the buffer at one receiver.
-//  - A frame is written with a blocking send: oneway data within its share may still fill a
-//    socket buffer smaller than the share (the default is about 200 KiB) of a receiver that
-//    stopped reading, and then the sending thread waits.
 //  - A replaced registration is let go of only when its old owner next handles that name.
 //  - File descriptors in parcels are not carried.
 //

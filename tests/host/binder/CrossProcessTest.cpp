@@ -7,6 +7,7 @@
 // (OtherProcess.h).
 
 #include <android/binder_manager.h>
+#include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -33,6 +34,29 @@ class CrossProcessTest : public TwoProcessTest {
   protected:
     void SetUp() override { startOther(TransportKind::kSocket); }
 };
+
+// A receiver that reads nothing at all (here: stopped) fills its socket before it fills its
+// share of oneway data; the sender's oneway calls must then fail at once, never wait on it.
+TEST_F(CrossProcessTest, Oneway_WhenReceiverIsStopped_FailsInsteadOfBlocking) {
+    ASSERT_EQ(0, ::kill(other->pid(), SIGSTOP)) << "could not stop the other process";
+    size_t sent = 0;
+    binder_status_t status = STATUS_OK;
+    while (status == STATUS_OK && sent < 100) {  // 100 x 20 KiB: four times the share
+        ndk::ScopedAParcel in;
+        AIBinder_prepareTransaction(other->object().get(), in.getR());
+        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(20 * 1024));
+        ndk::ScopedAParcel out;
+        status = AIBinder_transact(other->object().get(), xproc::kRecord, in.getR(), out.getR(),
+                                   FLAG_ONEWAY);
+        sent += status == STATUS_OK ? 1 : 0;
+    }
+    ASSERT_EQ(0, ::kill(other->pid(), SIGCONT)) << "could not resume the other process";
+    EXPECT_EQ(STATUS_FAILED_TRANSACTION, status)
+            << "a stopped receiver took " << sent << " calls of 20 KiB";
+    EXPECT_GT(sent, 0u) << "not even the first call went out";
+    EXPECT_TRUE(eventually([&] { return recordOf(other->object()).values.size() == sent; }))
+            << "calls accepted before the receiver stopped reading were lost";
+}
 
 // A gone process's socket file is removed by the next process that starts, or that is refused by
 // it; a file of a live process stays.
