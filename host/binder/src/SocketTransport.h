@@ -23,8 +23,10 @@
 //    the transaction buffer (kMaxOnewayBytes): the receiver tells the sender with kOnewayDone, on
 //    its own connection to the sender and in batches (kCreditBatchBytes), which of them ran or
 //    were dropped, and a send that would overfill the share fails at once with
-//    STATUS_FAILED_TRANSACTION. So a receiver that is slow or stopped
-//    reading cannot make the sender wait, nor queue more than that share of its data.
+//    STATUS_FAILED_TRANSACTION. The socket buffer (about 200 KiB by default) is smaller than
+//    the share: a oneway frame waits at most a moment for room there, and a receiver that reads
+//    nothing at all gets its frames refused the same way. So a receiver that is slow or stopped
+//    cannot make the sender wait, nor queue more than that share of its data.
 //  - Binders travel in the frame's object table: the sender's own objects become proxies in the
 //    receiver, the receiver's own objects come home as themselves. The sender keeps an object
 //    alive for each receiver it sent it to (counted per send) until the receiver's proxy goes
