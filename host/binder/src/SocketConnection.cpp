@@ -44,6 +44,10 @@ SocketConnection::SocketConnection(int fd) : mFd(fd) {
         mPeer = {credentials.pid, credentials.uid, credentials.gid};
         mHasPeer = true;
     }
+    int capacity = 0;
+    size = sizeof(capacity);
+    if (getsockopt(mFd, SOL_SOCKET, SO_SNDBUF, &capacity, &size) == 0 && capacity > 0)
+        mSendCapacity = static_cast<size_t>(capacity);
 }
 
 SocketConnection::~SocketConnection() {
@@ -88,12 +92,9 @@ SocketConnection::SendResult SocketConnection::sendIfRoom(const Frame& frame) {
     MutexLock lock(mWriteLock);
     for (;;) {
         int queued = 0;
-        int capacity = 0;
-        socklen_t length = sizeof(capacity);
-        if (ioctl(mFd, SIOCOUTQ, &queued) != 0 ||
-            getsockopt(mFd, SOL_SOCKET, SO_SNDBUF, &capacity, &length) != 0)
+        if (ioctl(mFd, SIOCOUTQ, &queued) != 0)
             return SendResult::kBroken;
-        if (queued == 0 || static_cast<size_t>(queued) + needed <= static_cast<size_t>(capacity))
+        if (queued == 0 || static_cast<size_t>(queued) + needed <= mSendCapacity)
             break;
         // Nothing was read since the last wait ran out: refuse at once instead of waiting again.
         if (mStalledQueue >= 0 && queued >= mStalledQueue)

@@ -73,6 +73,8 @@ class SocketConnection {
     const int mFd;
     PeerCredentials mPeer;
     bool mHasPeer = false;
+    // The socket's send buffer, read once: nothing here changes it.
+    size_t mSendCapacity = 0;
     Mutex mWriteLock;
     // What the send queue held when a wait for room last ran out, or -1: a peer that has read
     // nothing since is not waited on again.
