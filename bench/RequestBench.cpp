@@ -8,10 +8,12 @@
 // Beside them, in the same run, a bare futex ping-pong between two threads (the least any
 // cross-thread round trip costs) and an echo service of the same interface that answers from its
 // binder thread (the binder's own share). Each request's heap allocations are counted; those
-// beyond the echo's are the daemon's and the modem library's.
+// beyond the echo's are the daemon's and the modem library's, and the library's call is also
+// counted alone, so that the daemon's own remain.
 
 #include <android/log.h>
 #include <benchmark/benchmark.h>
+#include <modem_api.h>
 
 #include <algorithm>
 #include <chrono>
@@ -68,11 +70,34 @@ double requestRoundTrips(benchmark::State& state, BenchDaemon& daemon, Request r
     return allocs;
 }
 
-/** A request through the daemon, with its allocations beyond the binder's own (echo's). */
+/** Heap allocations per call of `call` (which returns once the library has answered). */
+template <typename Call>
+double libraryAllocsPerCall(Call call) {
+    constexpr int kCalls = 1000;
+    const uint64_t before = AllocationCounter::count();
+    for (int i = 1; i <= kCalls; ++i) {
+        call(static_cast<uint32_t>(i));
+    }
+    return static_cast<double>(AllocationCounter::count() - before) / kCalls;
+}
+
+/**
+ * A request through the daemon, with its allocations beyond the binder's own (echo's), and
+ * beyond those too of the modem library's call that it makes (measured alone, from this
+ * thread): what the daemon itself allocates.
+ */
 template <typename Request>
-void daemonRoundTrips(benchmark::State& state, BenchDaemon& daemon, Request request) {
+void daemonRoundTrips(benchmark::State& state, BenchDaemon& daemon, double libraryAllocs,
+                      Request request) {
     const double allocs = requestRoundTrips(state, daemon, request);
     state.counters["allocs_beyond_binder"] = allocs - echoAllocsPerRequest;
+    state.counters["allocs_daemon_own"] = allocs - echoAllocsPerRequest - libraryAllocs;
+}
+
+FutexFlag libraryAnswered;
+
+void onLibraryAnswer(const void*, unsigned long, void* userData, modem_api_result_type) {
+    libraryAnswered.set(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(userData)));
 }
 
 /** The benchmarks, on one daemon: the modem manager starts once per process. */
@@ -87,10 +112,22 @@ void registerBenchmarks(BenchDaemon& daemon) {
                 state, daemon, [&](int32_t s) { daemon.echo().getOperatingMode(s); });
     });
     add("RoundTrip/sync", [&daemon](benchmark::State& state) {
-        daemonRoundTrips(state, daemon, [&](int32_t s) { daemon.modem().getOperatingMode(s); });
+        const double library = libraryAllocsPerCall([](uint32_t) {
+            int mode = 0;
+            modem_get_operating_mode(&mode);
+        });
+        daemonRoundTrips(state, daemon, library,
+                         [&](int32_t s) { daemon.modem().getOperatingMode(s); });
     });
     add("RoundTrip/async", [&daemon](benchmark::State& state) {
-        daemonRoundTrips(state, daemon, [&](int32_t s) { daemon.modem().getBuildTime(s); });
+        const double library = libraryAllocsPerCall([](uint32_t i) {
+            if (modem_get_build_time(reinterpret_cast<void*>(static_cast<uintptr_t>(i)),
+                                     onLibraryAnswer) == MODEM_API_SUCCESS) {
+                libraryAnswered.waitFor(i);
+            }
+        });
+        daemonRoundTrips(state, daemon, library,
+                         [&](int32_t s) { daemon.modem().getBuildTime(s); });
     });
 }
 
