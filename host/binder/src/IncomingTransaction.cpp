@@ -42,6 +42,10 @@ void IncomingTransaction::run() {
         if (status == STATUS_OK && reply->dataSize() > InProcessTransport::kMaxTwoWayBytes) {
             status = STATUS_FAILED_TRANSACTION;
         }
+        // A process dies before its callers are told: a handler that returns in between must not
+        // answer for the dead.
+        if (!mHold.node()->owner->isAlive())
+            status = STATUS_DEAD_OBJECT;
         mSlot->complete(status, status == STATUS_OK ? std::move(reply) : nullptr);
     } else {
         InProcessTransport::instance().onOnewayDone(mHold.node());
