@@ -43,7 +43,9 @@ binder_status_t RemoteBinder::linkToDeath(AIBinder_DeathRecipient* recipient, vo
     const DeathLink link{recipient, cookie, recipient->onDied(), recipient->onUnlinked()};
     {
         MutexLock lock(mLinkLock);
-        if (!mObituarySent) {
+        // The transport learns of a death before the obituary goes out: a link made in between
+        // would be notified of a death that came before it.
+        if (!mObituarySent && isAlive()) {
             mLinks.push_back(link);
             recipient->track(this);
             return STATUS_OK;
