@@ -60,6 +60,12 @@ const std::vector<SimCommand>& simCommands() {
              0,
              "how long a service takes to be reported connected"},
             {"state", "state", {}, 0, "prints a summary of the modem's state"},
+            {"memory",
+             "memory",
+             {},
+             0,
+             "prints the daemon's heap in bytes from mallinfo2; main arena only, so start the "
+             "daemon with MALLOC_ARENA_MAX=1 for all of it"},
             {"help", "help", {}, 0, "prints the simulator's own list of commands"},
     };
     return kCommands;
