@@ -161,6 +161,10 @@ void connectDelay(const Tokens& args, std::string* reply) {
         Control::setConnectDelay(std::chrono::milliseconds(ms));
 }
 
+void clearCalls(const Tokens&, std::string*) {
+    Control::clearCalls();
+}
+
 void state(const Tokens&, std::string* reply) {
     *reply = stateSummary();
 }
@@ -183,6 +187,7 @@ const CommandRow kCommands[] = {
         {"fail", "fail <function> <count> <result> [skip]", 3, 4, fail},
         {"latency", "latency <function|*> <microseconds>", 2, 2, latency},
         {"connect-delay", "connect-delay <ms>", 1, 1, connectDelay},
+        {"clear-calls", "clear-calls", 0, 0, clearCalls},
         {"state", "state", 0, 0, state},
         {"memory", "memory", 0, 0, memory},
         {"help", "help", 0, 0, help},

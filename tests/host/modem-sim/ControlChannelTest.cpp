@@ -237,6 +237,16 @@ INSTANTIATE_TEST_SUITE_P(
                            "ok operatingMode=4 nrNetworkMode=0 vonrMode=0 nv=2 efs=0 efsDirs=2 "
                            "properties=1 pdcConfigs=0 reboots=7",
                            nothing},
+                CommandRow{"ClearCalls",
+                           [] {
+                               asdiv();
+                               asdiv();
+                           },
+                           "clear-calls", "ok",
+                           [] {
+                               EXPECT_EQ(0u, Control::calls().size())
+                                       << "the record of calls was not emptied";
+                           }},
                 CommandRow{"MemoryFigures", nothing, "memory",
                            ::testing::MatchesRegex(
                                    "ok heap=[0-9]+ arena=[0-9]+ mmapped=[0-9]+ free=[0-9]+"),
@@ -288,6 +298,18 @@ TEST_F(ControlChannelTest, Memory_WhenTheProcessTakesAndGivesBackABlock_FollowsI
     EXPECT_LE(after["mmapped"] + kBlock, held["mmapped"]) << "an unmapped block is still mmapped";
 }
 
+TEST_F(ControlChannelTest, Memory_WhenTheRecordOfCallsIsCleared_ShowsWhatItHeld) {
+    // A full record: at least a 64-byte Call each.
+    for (int i = 0; i < 4096; ++i)
+        asdiv();
+    Client client(path_);
+    auto full = memoryFigures(client.ask("memory"));
+    ASSERT_EQ("ok", client.ask("clear-calls")) << "clear-calls refused";
+    auto cleared = memoryFigures(client.ask("memory"));
+    EXPECT_LE(cleared["heap"] + 4096 * 64 * 3 / 4, full["heap"])
+            << "clearing a full record of calls did not give back its heap";
+}
+
 // ---- A bad line changes nothing ---------------------------------------------------------------
 
 struct RefusalRow {
@@ -327,6 +349,8 @@ INSTANTIATE_TEST_SUITE_P(
                 refusal("ExtraArgument", "fail modem_diag_pan_force_asdiv 1 5 0 0",
                         "error: usage: fail <function> <count> <result> [skip]"),
                 refusal("MemoryTakesNoArgument", "memory now", "error: usage: memory"),
+                refusal("ClearCallsTakesNoArgument", "clear-calls all",
+                        "error: usage: clear-calls"),
                 refusal("NegativeMs", "restart -1",
                         "error: ms '-1' is not an integer in 0..3600000"),
                 refusal("HexNotTaken", "connect-delay 0x10",

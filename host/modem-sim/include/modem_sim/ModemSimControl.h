@@ -53,6 +53,7 @@
 //      fail <function> <count> <result> [skip]   failNextCalls (count 0 cancels)
 //      latency <function|*> <microseconds>       setLatency (* = every function)
 //      connect-delay <ms>                        setConnectDelay
+//      clear-calls                               clearCalls (up to 4096 calls on the heap)
 //      state       "ok operatingMode=0 nrNetworkMode=0 vonrMode=0 nv=0 efs=0 efsDirs=2
 //                  properties=0 pdcConfigs=0 reboots=0" from state(); nv..pdcConfigs count
 //                  the entries State holds
