@@ -29,8 +29,12 @@ DaemonProcess::~DaemonProcess() {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
     }
+    // Sockets may still come and go in it while the processes that used it wind down, which
+    // ends a pass early.
     std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
+    for (int pass = 0; pass < 3 && std::filesystem::exists(directory_, ignored); ++pass) {
+        std::filesystem::remove_all(directory_, ignored);
+    }
 }
 
 bool DaemonProcess::start(const std::vector<std::string>& environment) {
