@@ -12,9 +12,6 @@
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,17 +19,13 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
-#include <string>
 #include <thread>
 
+#include "DaemonProcess.h"
 #include "RatioReporter.h"
 #include "Response.h"
 #include "RoundTrips.h"
-
-extern char** environ;
 
 namespace com::vyr::plim::bench {
 namespace {
@@ -88,39 +81,12 @@ void RawSocketPingPong(benchmark::State& state) {
     waitpid(echo, nullptr, 0);
 }
 
-/** The daemon binary as a child process, in a socket directory of this run. */
-class DaemonProcess {
-  public:
-    DaemonProcess() {
-        char dir[] = "/tmp/plim-xbench-XXXXXX";
-        dir_ = mkdtemp(dir) != nullptr ? dir : "";
-        setenv("PLIM_BINDER_SOCKET_DIR", dir_.c_str(), 1);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        // Its log lines would measure the terminal.
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        char* argv[] = {const_cast<char*>(PLIM_MODEM_BINARY), const_cast<char*>("-i"),
-                        const_cast<char*>("0"), nullptr};
-        if (posix_spawn(&pid_, PLIM_MODEM_BINARY, &actions, nullptr, argv, environ) != 0)
-            pid_ = -1;
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    ~DaemonProcess() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-        std::error_code ignored;
-        std::filesystem::remove_all(dir_, ignored);
-    }
-
-  private:
-    std::string dir_;
-    pid_t pid_ = -1;
-};
-
 void CliRequestRoundTrip(benchmark::State& state) {
     DaemonProcess daemon;
+    if (!daemon.start()) {
+        state.SkipWithError("the daemon binary did not start");
+        return;
+    }
     ABinderProcess_setThreadPoolMaxThreadCount(1);
     ABinderProcess_startThreadPool();
     std::shared_ptr<IModem> modem;

@@ -59,7 +59,18 @@ const std::vector<SimCommand>& simCommands() {
              {SimArg::Ms},
              0,
              "how long a service takes to be reported connected"},
+            {"clear-calls",
+             "clear-calls",
+             {},
+             0,
+             "empties the simulator's record of library calls (up to 4096, on the daemon's heap)"},
             {"state", "state", {}, 0, "prints a summary of the modem's state"},
+            {"memory",
+             "memory",
+             {},
+             0,
+             "prints the daemon's heap in bytes from mallinfo2; main arena only, so start the "
+             "daemon with MALLOC_ARENA_MAX=1 for all of it"},
             {"help", "help", {}, 0, "prints the simulator's own list of commands"},
     };
     return kCommands;

@@ -5,6 +5,7 @@
 #include "ControlChannel.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -160,8 +161,22 @@ void connectDelay(const Tokens& args, std::string* reply) {
         Control::setConnectDelay(std::chrono::milliseconds(ms));
 }
 
+void clearCalls(const Tokens&, std::string*) {
+    Control::clearCalls();
+}
+
 void state(const Tokens&, std::string* reply) {
     *reply = stateSummary();
+}
+
+// The process's heap as glibc counts it, read here because the library lives in the daemon's
+// process. mallinfo2 sees only the main arena (and every mmapped block): whole only when the
+// process runs with MALLOC_ARENA_MAX=1.
+void memory(const Tokens&, std::string* reply) {
+    const struct mallinfo2 info = mallinfo2();
+    *reply = "ok heap=" + std::to_string(info.uordblks + info.hblkhd) +
+             " arena=" + std::to_string(info.arena) + " mmapped=" + std::to_string(info.hblkhd) +
+             " free=" + std::to_string(info.fordblks);
 }
 
 void help(const Tokens&, std::string* reply);
@@ -172,7 +187,9 @@ const CommandRow kCommands[] = {
         {"fail", "fail <function> <count> <result> [skip]", 3, 4, fail},
         {"latency", "latency <function|*> <microseconds>", 2, 2, latency},
         {"connect-delay", "connect-delay <ms>", 1, 1, connectDelay},
+        {"clear-calls", "clear-calls", 0, 0, clearCalls},
         {"state", "state", 0, 0, state},
+        {"memory", "memory", 0, 0, memory},
         {"help", "help", 0, 0, help},
 };
 

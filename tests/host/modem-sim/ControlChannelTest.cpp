@@ -3,19 +3,24 @@
  */
 
 // The control channel: each command reaches the control function it names with the values
-// given, a bad line changes nothing and leaves the connection usable, and no client (a stranger,
-// one that vanishes mid-line, sends too much or never reads) stops it serving the others.
+// given, memory reports this process's heap as it changes, a bad line changes nothing and leaves
+// the connection usable, and no client (a stranger, one that vanishes mid-line, sends too much or
+// never reads) stops it serving the others.
 
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -126,7 +131,7 @@ struct CommandRow {
     const char* name;
     std::function<void()> before;
     std::string line;
-    std::string reply;
+    ::testing::Matcher<std::string> reply;
     std::function<void()> after;  // checks what the command did
 };
 
@@ -141,7 +146,7 @@ TEST_P(ControlChannelCommandTest, Line_WhenWellFormed_CallsItsControlFunctionAnd
     GetParam().before();
     Client client(path_);
     ASSERT_TRUE(client.connected()) << "cannot connect to the channel";
-    EXPECT_EQ(GetParam().reply, client.ask(GetParam().line)) << "wrong reply to the command";
+    EXPECT_THAT(client.ask(GetParam().line), GetParam().reply) << "wrong reply to the command";
     GetParam().after();
 }
 
@@ -232,8 +237,78 @@ INSTANTIATE_TEST_SUITE_P(
                            "ok operatingMode=4 nrNetworkMode=0 vonrMode=0 nv=2 efs=0 efsDirs=2 "
                            "properties=1 pdcConfigs=0 reboots=7",
                            nothing},
+                CommandRow{"ClearCalls",
+                           [] {
+                               asdiv();
+                               asdiv();
+                           },
+                           "clear-calls", "ok",
+                           [] {
+                               EXPECT_EQ(0u, Control::calls().size())
+                                       << "the record of calls was not emptied";
+                           }},
+                CommandRow{"MemoryFigures", nothing, "memory",
+                           ::testing::MatchesRegex(
+                                   "ok heap=[0-9]+ arena=[0-9]+ mmapped=[0-9]+ free=[0-9]+"),
+                           nothing},
                 CommandRow{"CarriageReturnTolerated", nothing, "connect-delay 0\r", "ok", nothing}),
         RowName());
+
+// ---- memory follows the heap -----------------------------------------------------------------
+
+/** The name=value figures of a memory reply; empty unless it said ok. */
+std::map<std::string, uint64_t> memoryFigures(const std::string& reply) {
+    std::map<std::string, uint64_t> figures;
+    if (reply.rfind("ok ", 0) != 0)
+        return figures;
+    size_t at = 3;
+    while (at < reply.size()) {
+        const size_t equals = reply.find('=', at);
+        const size_t end = std::min(reply.find(' ', at), reply.size());
+        if (equals == std::string::npos || equals > end)
+            return {};
+        figures[reply.substr(at, equals - at)] =
+                std::strtoull(reply.c_str() + equals + 1, nullptr, 10);
+        at = end + 1;
+    }
+    return figures;
+}
+
+TEST_F(ControlChannelTest, Memory_WhenTheProcessTakesAndGivesBackABlock_FollowsIt) {
+    // Beyond glibc's largest mmap threshold: always mapped apart, whatever the arena holds.
+    constexpr uint64_t kBlock = 64u << 20;
+    Client client(path_);
+    auto before = memoryFigures(client.ask("memory"));
+    ASSERT_EQ(4u, before.size()) << "not ok heap= arena= mmapped= free=";
+    EXPECT_LE(before["free"], before["arena"]) << "more free in the arena than the arena holds";
+    EXPECT_LE(before["heap"], before["arena"] + before["mmapped"])
+            << "more in use than the arena and the mapped blocks hold";
+
+    void* block = std::malloc(kBlock);
+    ASSERT_NE(nullptr, block);
+    // Keeps the compiler from eliding the pair of calls.
+    asm volatile("" : : "r"(block) : "memory");
+    auto held = memoryFigures(client.ask("memory"));
+    std::free(block);
+    auto after = memoryFigures(client.ask("memory"));
+
+    EXPECT_GE(held["heap"], before["heap"] + kBlock) << "a block in use is not counted as heap";
+    EXPECT_GE(held["mmapped"], before["mmapped"] + kBlock) << "a mapped block is not in mmapped";
+    EXPECT_LE(after["heap"] + kBlock, held["heap"]) << "a freed block is still counted as heap";
+    EXPECT_LE(after["mmapped"] + kBlock, held["mmapped"]) << "an unmapped block is still mmapped";
+}
+
+TEST_F(ControlChannelTest, Memory_WhenTheRecordOfCallsIsCleared_ShowsWhatItHeld) {
+    // A full record: at least a 64-byte Call each.
+    for (int i = 0; i < 4096; ++i)
+        asdiv();
+    Client client(path_);
+    auto full = memoryFigures(client.ask("memory"));
+    ASSERT_EQ("ok", client.ask("clear-calls")) << "clear-calls refused";
+    auto cleared = memoryFigures(client.ask("memory"));
+    EXPECT_LE(cleared["heap"] + 4096 * 64 * 3 / 4, full["heap"])
+            << "clearing a full record of calls did not give back its heap";
+}
 
 // ---- A bad line changes nothing ---------------------------------------------------------------
 
@@ -273,6 +348,9 @@ INSTANTIATE_TEST_SUITE_P(
                 refusal("MissingArgument", "restart", "error: usage: restart <ms>"),
                 refusal("ExtraArgument", "fail modem_diag_pan_force_asdiv 1 5 0 0",
                         "error: usage: fail <function> <count> <result> [skip]"),
+                refusal("MemoryTakesNoArgument", "memory now", "error: usage: memory"),
+                refusal("ClearCallsTakesNoArgument", "clear-calls all",
+                        "error: usage: clear-calls"),
                 refusal("NegativeMs", "restart -1",
                         "error: ms '-1' is not an integer in 0..3600000"),
                 refusal("HexNotTaken", "connect-delay 0x10",

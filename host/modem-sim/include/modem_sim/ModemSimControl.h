@@ -53,9 +53,15 @@
 //      fail <function> <count> <result> [skip]   failNextCalls (count 0 cancels)
 //      latency <function|*> <microseconds>       setLatency (* = every function)
 //      connect-delay <ms>                        setConnectDelay
+//      clear-calls                               clearCalls (up to 4096 calls on the heap)
 //      state       "ok operatingMode=0 nrNetworkMode=0 vonrMode=0 nv=0 efs=0 efsDirs=2
 //                  properties=0 pdcConfigs=0 reboots=0" from state(); nv..pdcConfigs count
 //                  the entries State holds
+//      memory      "ok heap=<bytes> arena=<bytes> mmapped=<bytes> free=<bytes>" from glibc's
+//                  mallinfo2() in this process: heap is in use (uordblks + hblkhd), arena the
+//                  main arena's size, mmapped the blocks mapped apart, free what the arena
+//                  holds unused. Only the main arena is seen: run with MALLOC_ARENA_MAX=1 for the
+//                  whole process
 //      help        "ok " and the commands' synopses, "|"-separated
 //    Milliseconds go up to an hour, microseconds to a minute; a function is a C name (modem_...).
 //  - modem_subsystem_reboot() returns 0, then behaves like restartModem() with the reboot
