@@ -88,19 +88,18 @@ void setResult(Reply& reply, bool value) {
 
 class ResponseReceiver : public BnModemResponse {
   public:
-    explicit ResponseReceiver(std::shared_ptr<ResponseWaiter> waiter)
-        : waiter_(std::move(waiter)) {}
+    explicit ResponseReceiver(std::function<void(Reply)> receive) : receive_(std::move(receive)) {}
 
 #define PLIM_CLI_RECEIVE(Method)                                   \
     ndk::ScopedAStatus Method(const ResponseInfo& info) override { \
-        waiter_->offer(reply(#Method, info));                      \
+        receive_(reply(#Method, info));                            \
         return ndk::ScopedAStatus::ok();                           \
     }
 #define PLIM_CLI_RECEIVE_RESULT(Method, Type)                                   \
     ndk::ScopedAStatus Method(const ResponseInfo& info, Type result) override { \
         Reply r = reply(#Method, info);                                         \
         setResult(r, result);                                                   \
-        waiter_->offer(std::move(r));                                           \
+        receive_(std::move(r));                                                 \
         return ndk::ScopedAStatus::ok();                                        \
     }
     PLIM_CLI_RECEIVE_RESULT(respondGetBuildTime, const std::string&)
@@ -156,7 +155,7 @@ class ResponseReceiver : public BnModemResponse {
         return r;
     }
 
-    const std::shared_ptr<ResponseWaiter> waiter_;
+    const std::function<void(Reply)> receive_;
 };
 
 class IndicationReceiver : public BnModemIndication {};
@@ -164,7 +163,12 @@ class IndicationReceiver : public BnModemIndication {};
 }  // namespace
 
 std::shared_ptr<IModemResponse> makeResponseReceiver(std::shared_ptr<ResponseWaiter> waiter) {
-    return ndk::SharedRefBase::make<ResponseReceiver>(std::move(waiter));
+    return makeResponseReceiver(
+            [waiter = std::move(waiter)](Reply reply) { waiter->offer(std::move(reply)); });
+}
+
+std::shared_ptr<IModemResponse> makeResponseReceiver(std::function<void(Reply)> receive) {
+    return ndk::SharedRefBase::make<ResponseReceiver>(std::move(receive));
 }
 
 std::shared_ptr<IModemIndication> makeIndicationReceiver() {

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -68,6 +69,13 @@ class ResponseWaiter {
 /** A response object that offers every call it receives to `waiter`. */
 std::shared_ptr<aidl::vendor::vyr::plim::modem::IModemResponse> makeResponseReceiver(
         std::shared_ptr<ResponseWaiter> waiter);
+
+/**
+ * A response object that calls `receive` with every call it receives, on the binder thread that
+ * took it: for a client with many requests in flight, which no single waiter can follow.
+ */
+std::shared_ptr<aidl::vendor::vyr::plim::modem::IModemResponse> makeResponseReceiver(
+        std::function<void(Reply)> receive);
 
 /** An indication object; the interface has no methods yet. */
 std::shared_ptr<aidl::vendor::vyr::plim::modem::IModemIndication> makeIndicationReceiver();
