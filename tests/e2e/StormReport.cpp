@@ -15,7 +15,7 @@ StormReport::StormReport(const std::string& out) {
         if (word == "progress") {
             in >> progress_;
         } else if (word == "summary") {
-            std::getline(in, summary_);
+            std::getline(in >> std::ws, summary_);
         } else if (word == "own") {
             Own entry{};
             in >> entry.serial >> entry.status >> entry.answers >> entry.wrongMethod >> entry.error;

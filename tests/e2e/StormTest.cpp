@@ -20,6 +20,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <sstream>
 
 #include "ProcessFootprint.h"
@@ -51,12 +52,17 @@ constexpr int kWindow = 64;  // unanswered requests per sending thread
 // Resident memory may stay above where it started: the allocator keeps the pages that the
 // victim's unpaced requests made the daemon queue at the peak (about 5 MiB after 100k requests,
 // about 12 MiB after 300k, and no further growth when storms repeat). A leak of 200 bytes per
-// request would exceed the bound; smaller leaks are LeakSanitizer's to find, in the ASan run.
-#ifdef PLIM_SANITIZED_BUILD
-// Freed memory waits in quarantine and shadow memory follows the heap.
-constexpr int64_t kRssSlackKib = 96 * 1024;
+// request would exceed the bound.
+#if defined(PLIM_ADDRESS_SANITIZED_BUILD)
+// AddressSanitizer holds freed memory in a quarantine of up to 256 MiB, which the storm fills and
+// which would hide any leak: resident memory is compared in the other builds only.
+constexpr std::optional<int64_t> kRssSlackKib;
+#elif defined(PLIM_SANITIZED_BUILD)
+// ThreadSanitizer's shadow and history memory follow what the daemon touched at the peak (about
+// 11 MiB after 30k requests).
+constexpr std::optional<int64_t> kRssSlackKib = 32 * 1024;
 #else
-constexpr int64_t kRssSlackKib = 16 * 1024;
+constexpr std::optional<int64_t> kRssSlackKib = 16 * 1024;
 #endif
 
 /** What the simulated modem is told once the survivor has made `at` of its calls. */
@@ -190,7 +196,7 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
 
     ProcessFootprint peak = before;
     size_t applied = 0;    // steps of the fault plan
-    int victimCalls = -1;  // when it was killed
+    int victimCalls = -1;  // its last progress line when it was killed
     const bool finished = waitUntil(
             [&] {
                 const int made = StormReport(survivor->out()).progress();
@@ -227,7 +233,8 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
                                        << survivor->err();
     ASSERT_EQ(static_cast<size_t>(kSurvivorRequests), report.own().size())
             << "the survivor's report is incomplete: " << lastLines(survivor->out(), 3);
-    const std::map<int32_t, uint32_t> logged = responsesLogged(daemon.err());
+    const std::string log = daemon.err();
+    const std::map<int32_t, uint32_t> logged = responsesLogged(log);
     const auto loggedFor = [&](int32_t serial) {
         const auto found = logged.find(serial);
         return found == logged.end() ? 0u : found->second;
@@ -260,7 +267,8 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
             << "serials answered on another method than their request's: " << joined(wrongMethod);
 
     // The faults must have met requests: some were refused for a service that was down (4,
-    // INVALID_STATE), and the modem came back from its restart.
+    // INVALID_STATE), and the modem came back from its restart (SAR connects at start-up, after
+    // its own drop and after the restart).
     const std::map<int32_t, size_t> errors = report.errors();
     std::string errorTally;
     for (const auto& [error, count] : errors) {
@@ -269,13 +277,12 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
     EXPECT_TRUE(errors.count(0) && errors.count(4))
             << "the answers' errors (error:count)" << errorTally
             << " show no service down, or no service up: the faults missed the storm";
-    const std::string log = daemon.err();
     size_t connects = 0;
     for (size_t at = log.find("SAR qmi service is connected"); at != std::string::npos;
          at = log.find("SAR qmi service is connected", at + 1)) {
         ++connects;
     }
-    EXPECT_GE(connects, 2u) << "the modem never came back from its restart" << daemonTail(daemon);
+    EXPECT_GE(connects, 3u) << "the modem never came back from its restart" << daemonTail(daemon);
 
     // The victim's requests were answered to the survivor: each at most once, and every answer
     // the daemon logged for it arrived.
@@ -313,12 +320,15 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
                          << " before the storm; before:\n"
                          << before.fdTargets << "now:\n"
                          << ProcessFootprint::of(daemon.pid(), true).fdTargets;
-    EXPECT_LE(after.rssKib, before.rssKib + kRssSlackKib)
-            << "the daemon's resident memory grew by " << after.rssKib - before.rssKib
-            << " KiB over the storm: a leak per request";
+    if (kRssSlackKib) {
+        EXPECT_LE(after.rssKib, before.rssKib + *kRssSlackKib)
+                << "the daemon's resident memory grew by " << after.rssKib - before.rssKib
+                << " KiB over the storm: a leak per request";
+    }
 
-    std::cout << "[ storm    ] " << report.own().size() + victimCalls << " requests (survivor "
-              << report.own().size() << ", victim " << victimCalls << " when killed) in " << seconds
+    std::cout << "[ storm    ] " << report.own().size() + victimLogged
+              << " requests answered (survivor " << report.own().size() << ", victim "
+              << victimLogged << ", killed after " << victimCalls << " calls) in " << seconds
               << " s; daemon fds " << before.fds << " / " << peak.fds << " / " << after.fds
               << ", VmRSS KiB " << before.rssKib << " / " << peak.rssKib << " / " << after.rssKib
               << " (before / peak / after); survivor " << report.summary() << "; errors"
