@@ -48,6 +48,8 @@ constexpr int32_t kWarmUpFirst = 100'000;
 constexpr int32_t kVictimFirst = 1'000'000;
 constexpr int32_t kSurvivorFirst = 2'000'000;
 constexpr int kWindow = 64;  // unanswered requests per sending thread
+// The storm takes about 15 s in a plain build and 20 s in a sanitized one on two idle cores; its
+// waits are bounded far beyond that, for a loaded machine.
 
 // Resident memory may stay above where it started: the allocator keeps the pages that the
 // victim's unpaced requests made the daemon queue at the peak (about 5 MiB after 100k requests,
@@ -174,7 +176,7 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
     {
         const auto warmUp = startClient("warmup", kWarmUpFirst, kWarmUpRequests, kWindow);
         letGo();
-        ASSERT_TRUE(warmUp->wait(120s)) << "the warm-up client hung" << daemonTail(daemon);
+        ASSERT_TRUE(warmUp->wait(60s)) << "the warm-up client hung" << daemonTail(daemon);
         const StormReport report(warmUp->out());
         ASSERT_EQ(0, warmUp->exitCode())
                 << warmUp->describe() << ", " << report.summary() << "\n"
@@ -218,9 +220,9 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
                 peak.rssKib = std::max(peak.rssKib, now.rssKib);
                 return !survivor->running();
             },
-            300s);
+            240s);
     const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
-    ASSERT_TRUE(finished) << "the survivor was still at it after 300 s: "
+    ASSERT_TRUE(finished) << "the survivor was still at it after 240 s: "
                           << lastLines(survivor->out(), 1) << daemonTail(daemon);
     ASSERT_TRUE(victim->wait(60s)) << "the killed client did not end";
     EXPECT_EQ(SIGKILL, victim->termSignal())
