@@ -11,15 +11,17 @@ target_compile_options(plim_daemon_flags INTERFACE
 add_library(plim_test_flags INTERFACE)
 target_compile_options(plim_test_flags INTERFACE -fno-rtti -Wall -Wextra -Werror)
 
-# plim_add_gtest(<name> SOURCES <files...> LIBS <targets...> [LABELS <labels...>])
+# plim_add_gtest(<name> SOURCES <files...> LIBS <targets...> [LABELS <labels...>]
+#                [PROPERTIES <test properties...>])
 # One GoogleTest executable; each test case becomes its own CTest test (one process per case,
-# so process-wide state starts fresh for every case).
+# so process-wide state starts fresh for every case). PROPERTIES override the default timeout
+# of 120 s and add to it.
 function(plim_add_gtest name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS;PROPERTIES" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_LIBS} plim_test_flags GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                         PROPERTIES TIMEOUT 120)
+                         PROPERTIES TIMEOUT 120 ${ARG_PROPERTIES})
     # Discovery flattens a list-valued LABELS property to its first item, so the labels are set
     # by a script that CTest runs once the discovered tests exist.
     set(script ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
