@@ -97,10 +97,14 @@ namespace {
 
 constexpr const char* ECHO_SERVICE = "bench.echo";
 
-/** Answers the two benchmarked requests at once, without the daemon's path in between. */
+/**
+ * Answers the two benchmarked requests at once, without the daemon's path in between, with what
+ * the daemon answers: the build time's text is the simulated modem's, so that its parcels cost
+ * the binder as much as the daemon's response does.
+ */
 class EchoModem : public modem::ModemImpl {
   public:
-    EchoModem() : ModemImpl(0) {}
+    EchoModem() : ModemImpl(0), buildTime_(modemsim::Control::state().buildTime) {}
 
     ndk::ScopedAStatus setCallback(const std::shared_ptr<IModemResponse>& resp,
                                    const std::shared_ptr<IModemIndication>&) override {
@@ -111,7 +115,7 @@ class EchoModem : public modem::ModemImpl {
         return response_->respondGetOperatingMode(info(serial), 0);
     }
     ndk::ScopedAStatus getBuildTime(int32_t serial) override {
-        return response_->respondGetBuildTime(info(serial), "");
+        return response_->respondGetBuildTime(info(serial), buildTime_);
     }
 
   private:
@@ -121,6 +125,7 @@ class EchoModem : public modem::ModemImpl {
         return info;
     }
 
+    const std::string buildTime_;
     // Set once by the client before the first request.
     std::shared_ptr<IModemResponse> response_;
 };

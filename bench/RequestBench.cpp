@@ -48,9 +48,6 @@ void FutexPingPong(benchmark::State& state) {
     peer.join();
 }
 
-// Heap allocations per request of the echo service: what the binder itself costs a request.
-double echoAllocsPerRequest = 0;
-
 /**
  * Round trips of `request(serial)` from the client of `daemon`, with the heap allocations per
  * request of the whole path (client, binder, daemon and modem library: all one process here).
@@ -82,16 +79,29 @@ double libraryAllocsPerCall(Call call) {
 }
 
 /**
- * A request through the daemon, with its allocations beyond the binder's own (echo's), and
- * beyond those too of the modem library's call that it makes (measured alone, from this
- * thread): what the daemon itself allocates.
+ * Heap allocations per request of the echo service answering `request` (with a response of the
+ * same size as the daemon's): the binder's share, outside any timed run.
  */
 template <typename Request>
-void daemonRoundTrips(benchmark::State& state, BenchDaemon& daemon, double libraryAllocs,
-                      Request request) {
+double echoAllocsPerRequest(BenchDaemon& daemon, Request request) {
+    ndk::host::ProcessContext inClient(daemon.client());
+    return libraryAllocsPerCall([&](uint32_t serial) {
+        request(static_cast<int32_t>(serial));
+        daemon.answered.waitFor(serial);
+    });
+}
+
+/**
+ * A request through the daemon, with its allocations beyond the binder's own (`binderAllocs`, the
+ * echo's), and beyond those too of the modem library's call that it makes (measured alone, from
+ * this thread): what the daemon itself allocates.
+ */
+template <typename Request>
+void daemonRoundTrips(benchmark::State& state, BenchDaemon& daemon, double binderAllocs,
+                      double libraryAllocs, Request request) {
     const double allocs = requestRoundTrips(state, daemon, request);
-    state.counters["allocs_beyond_binder"] = allocs - echoAllocsPerRequest;
-    state.counters["allocs_daemon_own"] = allocs - echoAllocsPerRequest - libraryAllocs;
+    state.counters["allocs_beyond_binder"] = allocs - binderAllocs;
+    state.counters["allocs_daemon_own"] = allocs - binderAllocs - libraryAllocs;
 }
 
 FutexFlag libraryAnswered;
@@ -106,17 +116,17 @@ void registerBenchmarks(BenchDaemon& daemon) {
         benchmark::RegisterBenchmark(name, fn)->Iterations(1)->UseRealTime();
     };
     add("RoundTrip/futex", FutexPingPong);
-    // Before the daemon's figures, which subtract its allocations.
     add("RoundTrip/echo", [&daemon](benchmark::State& state) {
-        echoAllocsPerRequest = requestRoundTrips(
-                state, daemon, [&](int32_t s) { daemon.echo().getOperatingMode(s); });
+        requestRoundTrips(state, daemon, [&](int32_t s) { daemon.echo().getOperatingMode(s); });
     });
     add("RoundTrip/sync", [&daemon](benchmark::State& state) {
         const double library = libraryAllocsPerCall([](uint32_t) {
             int mode = 0;
             modem_get_operating_mode(&mode);
         });
-        daemonRoundTrips(state, daemon, library,
+        const double binder =
+                echoAllocsPerRequest(daemon, [&](int32_t s) { daemon.echo().getOperatingMode(s); });
+        daemonRoundTrips(state, daemon, binder, library,
                          [&](int32_t s) { daemon.modem().getOperatingMode(s); });
     });
     add("RoundTrip/async", [&daemon](benchmark::State& state) {
@@ -126,7 +136,9 @@ void registerBenchmarks(BenchDaemon& daemon) {
                 libraryAnswered.waitFor(i);
             }
         });
-        daemonRoundTrips(state, daemon, library,
+        const double binder =
+                echoAllocsPerRequest(daemon, [&](int32_t s) { daemon.echo().getBuildTime(s); });
+        daemonRoundTrips(state, daemon, binder, library,
                          [&](int32_t s) { daemon.modem().getBuildTime(s); });
     });
 }
