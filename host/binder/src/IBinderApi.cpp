@@ -8,6 +8,8 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "BinderClass.h"
@@ -27,6 +29,18 @@ namespace {
 // Flags a transaction may carry: oneway, clear-buffer and the vendor-private bit.
 constexpr binder_flags_t kKnownFlags = FLAG_ONEWAY | 0x20 | 0x10000000;
 
+// A null class, binder or recipient where a call needs one is a caller's bug that ends the
+// process on a device as well; say which call instead of crashing on the pointer, or worse,
+// quietly going on where a device would not.
+template <typename T>
+T* required(T* pointer, const char* function, const char* what) {
+    if (pointer == nullptr) {
+        std::fprintf(stderr, "binder: %s called with a null %s\n", function, what);
+        std::abort();
+    }
+    return pointer;
+}
+
 }  // namespace
 
 AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
@@ -41,31 +55,29 @@ AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
 }
 
 void AIBinder_Class_disableInterfaceTokenHeader(AIBinder_Class* clazz) {
-    clazz->writeHeader = false;
+    required(clazz, __func__, "class")->writeHeader = false;
 }
 
 const char* AIBinder_Class_getDescriptor(const AIBinder_Class* clazz) {
-    return clazz->descriptor.c_str();
+    return required(clazz, __func__, "class")->descriptor.c_str();
 }
 
 AIBinder* AIBinder_new(const AIBinder_Class* clazz, void* args) {
-    if (clazz == nullptr)
-        return nullptr;
+    required(clazz, __func__, "class");
     void* userData = clazz->onCreate(args);
     return new hostbinder::LocalBinder(clazz, userData, ThreadContext::current().processRef());
 }
 
 bool AIBinder_isRemote(const AIBinder* binder) {
-    return binder != nullptr && binder->isRemote();
+    return required(binder, __func__, "binder")->isRemote();
 }
 
 bool AIBinder_isAlive(const AIBinder* binder) {
-    return binder != nullptr && binder->isAlive();
+    return required(binder, __func__, "binder")->isAlive();
 }
 
 binder_status_t AIBinder_ping(AIBinder* binder) {
-    if (binder == nullptr)
-        return STATUS_UNEXPECTED_NULL;
+    required(binder, __func__, "binder");
     AParcel data;
     AParcel reply;
     return binder->transact(hostbinder::kPingTransaction, data, &reply, 0);
@@ -73,8 +85,8 @@ binder_status_t AIBinder_ping(AIBinder* binder) {
 
 binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                      void* cookie) {
-    if (binder == nullptr || recipient == nullptr)
-        return STATUS_UNEXPECTED_NULL;
+    required(binder, __func__, "binder");
+    required(recipient, __func__, "death recipient");
     if (!binder->isRemote()) {
         // A local object cannot die without its process, so nobody would hear of it.
         if (auto onUnlinked = recipient->onUnlinked())
@@ -86,8 +98,8 @@ binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* 
 
 binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                        void* cookie) {
-    if (binder == nullptr || recipient == nullptr)
-        return STATUS_UNEXPECTED_NULL;
+    required(binder, __func__, "binder");
+    required(recipient, __func__, "death recipient");
     if (!binder->isRemote())
         return STATUS_NAME_NOT_FOUND;
     return binder->asRemote().unlinkToDeath(recipient, cookie);
@@ -126,21 +138,24 @@ int32_t AIBinder_debugGetRefCount(AIBinder* binder) {
 }
 
 bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz) {
+    required(clazz, __func__, "class");
+    // The generated glue reads a nullable interface argument through here: null is no object.
     return binder != nullptr && binder->associateClass(clazz);
 }
 
 const AIBinder_Class* AIBinder_getClass(AIBinder* binder) {
-    return binder != nullptr ? binder->getClass() : nullptr;
+    return required(binder, __func__, "binder")->getClass();
 }
 
 void* AIBinder_getUserData(AIBinder* binder) {
-    if (binder == nullptr || binder->isRemote())
+    if (required(binder, __func__, "binder")->isRemote())
         return nullptr;
     return binder->asLocal().userData();
 }
 
 binder_status_t AIBinder_prepareTransaction(AIBinder* binder, AParcel** in) {
-    if (binder == nullptr || in == nullptr)
+    required(binder, __func__, "binder");
+    if (in == nullptr)
         return STATUS_UNEXPECTED_NULL;
     const AIBinder_Class* clazz = binder->getClass();
     if (clazz == nullptr)
@@ -158,12 +173,13 @@ binder_status_t AIBinder_prepareTransaction(AIBinder* binder, AParcel** in) {
 
 binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, AParcel** in,
                                   AParcel** out, binder_flags_t flags) {
+    required(binder, __func__, "binder");
     if (in == nullptr)
         return STATUS_UNEXPECTED_NULL;
     // The in parcel is ours whatever happens next.
     std::unique_ptr<AParcel> data(*in);
     *in = nullptr;
-    if (binder == nullptr || data == nullptr || out == nullptr)
+    if (data == nullptr || out == nullptr)
         return STATUS_UNEXPECTED_NULL;
     if (data->target() != binder)
         return STATUS_BAD_VALUE;
@@ -181,7 +197,7 @@ binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, APa
 }
 
 AIBinder_Weak* AIBinder_Weak_new(AIBinder* binder) {
-    return binder != nullptr ? new AIBinder_Weak(binder) : nullptr;
+    return new AIBinder_Weak(required(binder, __func__, "binder"));
 }
 
 void AIBinder_Weak_delete(AIBinder_Weak* weakBinder) {
@@ -199,8 +215,7 @@ AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
 
 void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
                                            AIBinder_DeathRecipient_onBinderUnlinked onUnlinked) {
-    if (recipient != nullptr)
-        recipient->setOnUnlinked(onUnlinked);
+    required(recipient, __func__, "death recipient")->setOnUnlinked(onUnlinked);
 }
 
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient) {

@@ -53,6 +53,10 @@ typedef void (*AIBinder_Class_onDestroy)(void* userData);
 typedef binder_status_t (*AIBinder_Class_onTransact)(AIBinder* binder, transaction_code_t code,
                                                      const AParcel* in, AParcel* out);
 
+// A null class, binder or death recipient where a call below needs one aborts the process with a
+// message naming the call. These accept null: AIBinder_incStrong, AIBinder_decStrong,
+// AIBinder_debugGetRefCount (-1), AIBinder_associateClass's binder (false), AIBinder_Weak_promote,
+// and the weak and recipient deletes.
 __attribute__((warn_unused_result)) AIBinder_Class* AIBinder_Class_define(
         const char* interfaceDescriptor, AIBinder_Class_onCreate onCreate,
         AIBinder_Class_onDestroy onDestroy, AIBinder_Class_onTransact onTransact);
