@@ -71,6 +71,12 @@ const std::vector<SimCommand>& simCommands() {
              0,
              "prints the daemon's heap in bytes from mallinfo2; main arena only, so start the "
              "daemon with MALLOC_ARENA_MAX=1 for all of it"},
+            {"leak-check",
+             "leak-check",
+             {},
+             0,
+             "checks the daemon's process for leaks now (AddressSanitizer builds; others say "
+             "unchecked), the report on the daemon's stderr"},
             {"help", "help", {}, 0, "prints the simulator's own list of commands"},
     };
     return kCommands;

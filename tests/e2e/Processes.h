@@ -91,11 +91,19 @@ class E2eTest : public ::testing::Test {
 
   private:
     Env env(int instance) const;
+    /** The control socket of daemon `instance`'s simulated modem. */
+    std::string simControl(int instance) const {
+        return scratch_ + "/sim" + std::to_string(instance);
+    }
     std::string logPrefix(const std::string& name) {
         return scratch_ + "/" + name + "-" + std::to_string(++launches_);
     }
 
-    std::vector<std::unique_ptr<Process>> daemons_;
+    struct Daemon {
+        int instance;
+        std::unique_ptr<Process> process;
+    };
+    std::vector<Daemon> daemons_;
     std::atomic<int> launches_{0};  // CLIs may start from several threads
 };
 

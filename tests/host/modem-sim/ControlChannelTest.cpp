@@ -152,6 +152,13 @@ TEST_P(ControlChannelCommandTest, Line_WhenWellFormed_CallsItsControlFunctionAnd
 
 void nothing() {}
 
+// Only a process under AddressSanitizer can look for leaks while it runs.
+#ifdef PLIM_ADDRESS_SANITIZED_BUILD
+constexpr const char* kLeakCheckReply = "ok leaks=0";
+#else
+constexpr const char* kLeakCheckReply = "ok unchecked";
+#endif
+
 void startWithService3() {
     ControlChannelTest::startLibrary();
     ControlChannelTest::connect({3});
@@ -251,6 +258,7 @@ INSTANTIATE_TEST_SUITE_P(
                            ::testing::MatchesRegex(
                                    "ok heap=[0-9]+ arena=[0-9]+ mmapped=[0-9]+ free=[0-9]+"),
                            nothing},
+                CommandRow{"LeakCheck", nothing, "leak-check", kLeakCheckReply, nothing},
                 CommandRow{"CarriageReturnTolerated", nothing, "connect-delay 0\r", "ok", nothing}),
         RowName());
 
