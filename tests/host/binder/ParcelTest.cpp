@@ -11,16 +11,14 @@
 #include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <climits>
 #include <cstring>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "OtherProcess.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
 
 namespace {
 
@@ -64,11 +62,8 @@ struct RoundTripRow {
     const char* name;
     Kind kind;
     std::vector<std::string> values;  // BYTES and STRING use the first
+    friend void PrintTo(const RoundTripRow& row, std::ostream* os) { *os << row.name; }
 };
-
-void PrintTo(const RoundTripRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class ParcelRoundTripTest : public ParcelTest,
                             public ::testing::WithParamInterface<RoundTripRow> {};
@@ -145,13 +140,11 @@ INSTANTIATE_TEST_SUITE_P(Values, ParcelRoundTripTest, ::testing::ValuesIn(kRound
 
 // Every row's value, the scalars and the parcelable in one parcel, through a transaction to the
 // other process and back: the transport must carry the bytes exactly.
-class ParcelTransactionTest : public TwoProcessTest,
-                              public ::testing::WithParamInterface<TransportKind> {};
+using ParcelTransactionTest = TransportTest;
 
 INSTANTIATE_TEST_SUITE_P(Transports, ParcelTransactionTest, bothTransports(), transportRowName);
 
 TEST_P(ParcelTransactionTest, Transact_WhenEveryTypeWritten_ComesBackTheSame) {
-    startOther(GetParam());
     ndk::ScopedAParcel in;
     ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(other->object().get(), in.getR()));
     AParcel* p = in.get();
@@ -225,12 +218,8 @@ struct MalformedCase {
     binder_status_t expected;
     // Reads one value of the type under test.
     binder_status_t (*read)(const AParcel*);
+    friend void PrintTo(const MalformedCase& row, std::ostream* os) { *os << row.name; }
 };
-
-// Names the case in test listings (the default would print its raw bytes).
-void PrintTo(const MalformedCase& c, std::ostream* os) {
-    *os << c.name;
-}
 
 binder_status_t readInt32(const AParcel* p) {
     int32_t v;
@@ -254,10 +243,6 @@ binder_status_t readStrings(const AParcel* p) {
 binder_status_t readBinder(const AParcel* p) {
     ndk::SpAIBinder v;
     return ndk::AParcel_readNullableStrongBinder(p, &v);
-}
-binder_status_t readRequiredBinder(const AParcel* p) {
-    ndk::SpAIBinder v;
-    return ndk::AParcel_readRequiredStrongBinder(p, &v);
 }
 binder_status_t readResponseInfo(const AParcel* p) {
     ResponseInfo v;
@@ -340,7 +325,8 @@ TEST_F(ParcelTest, ReadBinder_WhenNullRequiredOrOverwritten_Fails) {
     const int32_t second = AParcel_getDataPosition(parcel.get());
     ASSERT_EQ(STATUS_OK, AParcel_writeStrongBinder(parcel.get(), object.get()));
     rewind();
-    EXPECT_EQ(STATUS_UNEXPECTED_NULL, readRequiredBinder(parcel.get()))
+    ndk::SpAIBinder read;
+    EXPECT_EQ(STATUS_UNEXPECTED_NULL, ndk::AParcel_readRequiredStrongBinder(parcel.get(), &read))
             << "a null binder passed for a required one";
     ASSERT_EQ(STATUS_OK, AParcel_setDataPosition(parcel.get(), second));
     ASSERT_EQ(STATUS_OK, AParcel_writeInt32(parcel.get(), 0x424e4452));
@@ -355,11 +341,8 @@ struct LenientRow {
     std::string written;
     binder_status_t status;
     std::string read;  // as the receiver gets it
+    friend void PrintTo(const LenientRow& row, std::ostream* os) { *os << row.name; }
 };
-
-void PrintTo(const LenientRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class ParcelLenientStringTest : public ParcelTest,
                                 public ::testing::WithParamInterface<LenientRow> {};
