@@ -285,6 +285,11 @@ binder_status_t handle(State& state, transaction_code_t code, const AParcel* in,
             return AParcel_writeInt32(out, static_cast<int32_t>(ABinderHost_Process_getPendingWork(
                                                    ABinderHost_Process_getCurrent())) -
                                                    1);
+        case kSizedReply:
+            if (AParcel_readInt32(in, &value) != STATUS_OK || value < 4)
+                return STATUS_BAD_VALUE;
+            return ndk::AParcel_writeVector(out,
+                                            std::vector<uint8_t>(static_cast<size_t>(value - 4)));
         default:
             return STATUS_UNKNOWN_TRANSACTION;
     }

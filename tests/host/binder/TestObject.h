@@ -80,6 +80,8 @@ constexpr transaction_code_t kLookUp = FIRST_CALL_TRANSACTION + 10;
 constexpr transaction_code_t kRegister = FIRST_CALL_TRANSACTION + 11;
 // -> int32 work pending in the server's process, not counting this call.
 constexpr transaction_code_t kPending = FIRST_CALL_TRANSACTION + 12;
+// int32 n (a multiple of 4, at least 4) -> a reply of exactly n bytes: a byte[] filling it.
+constexpr transaction_code_t kSizedReply = FIRST_CALL_TRANSACTION + 13;
 
 // A new peer object owned by the calling thread's process.
 ndk::SpAIBinder newPeerObject();

@@ -205,14 +205,49 @@ TEST_P(TransactionTest, Transact_WhenHandlerFailsOrThrows_CallerGetsStatusOrExce
     }
 }
 
-TEST_P(TransactionTest, Transact_WhenOverTransactionBuffer_FailsFailedTransaction) {
-    EXPECT_EQ(STATUS_OK, recordBytes(other->object(), 600 * 1024, 0))
-            << "a two-way call may fill most of 1 MiB";
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(other->object(), 600 * 1024, FLAG_ONEWAY))
-            << "a oneway call may use only half the buffer";
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(other->object(), 1024 * 1024, 0))
-            << "a call past the buffer went through";
+// The transaction buffer's limits, as on a device: 1 MiB less 8 KiB for a two-way call or its
+// reply, half that for a oneway call.
+struct LimitRow {
+    const char* name;
+    size_t limit;
+    binder_flags_t flags;
+    bool ofReply;  // the reply's size, not the request's
+    friend void PrintTo(const LimitRow& row, std::ostream* os) { *os << row.name; }
+};
+
+using TransactionLimitTest = TransportRowTest<LimitRow>;
+
+TEST_P(TransactionLimitTest, Transact_AtTheLimitAndOneUnitPast_FitsThenFailsFailedTransaction) {
+    const LimitRow& row = this->row();
+    // One past first: a oneway call at the limit fills the share, which would refuse it anyway.
+    for (size_t size : {row.limit + 4, row.limit}) {
+        const binder_status_t expected = size == row.limit ? STATUS_OK : STATUS_FAILED_TRANSACTION;
+        if (!row.ofReply) {
+            EXPECT_EQ(expected, recordBytes(other->object(), size, row.flags))
+                    << "a request of " << size << " bytes";
+            continue;
+        }
+        ndk::ScopedAParcel reply;
+        EXPECT_EQ(expected, callWith(other->object(), xproc::kSizedReply,
+                                     {static_cast<int32_t>(size)}, &reply))
+                << "a reply of " << size << " bytes";
+        if (expected == STATUS_OK) {
+            EXPECT_EQ(static_cast<int32_t>(size), AParcel_getDataSize(reply.get()))
+                    << "the reply lost or gained bytes";
+        }
+    }
 }
+
+constexpr size_t kTwoWayLimit = 1024 * 1024 - 8 * 1024;
+
+INSTANTIATE_TEST_SUITE_P(
+        Limits, TransactionLimitTest,
+        ::testing::Combine(bothTransports(),
+                           ::testing::Values(LimitRow{"TwoWay", kTwoWayLimit, 0, false},
+                                             LimitRow{"Oneway", kTwoWayLimit / 2, FLAG_ONEWAY,
+                                                      false},
+                                             LimitRow{"Reply", kTwoWayLimit, 0, true})),
+        transportAndRowName<LimitRow>);
 
 // As on a device: oneway calls queued for one process share half the buffer, whichever object
 // they go to, until they have run.
