@@ -16,7 +16,6 @@
 #include <memory>
 #include <mutex>
 #include <ostream>
-#include <thread>
 
 #include "PendingWork.h"
 #include "Process.h"
