@@ -7,7 +7,6 @@
 // (OtherProcess.h).
 
 #include <android/binder_manager.h>
-#include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -26,7 +25,6 @@
 #include "ServiceDirectory.h"
 #include "SocketTransport.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
 
 namespace {
 
@@ -35,6 +33,18 @@ class CrossProcessTest : public TwoProcessTest {
     void SetUp() override { startOther(TransportKind::kSocket); }
 };
 
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+    return address;
+}
+
+// A socket name of this process, as the transport names them (not this process's own socket).
+std::string ownName() {
+    return "p" + std::to_string(getpid()) + "-0123456789abcdef";
+}
+
 // A receiver that reads nothing at all (here: stopped) fills its socket before it fills its
 // share of oneway data; the sender's oneway calls must then fail at once, never wait on it.
 TEST_F(CrossProcessTest, Oneway_WhenReceiverIsStopped_FailsInsteadOfBlocking) {
@@ -42,12 +52,7 @@ TEST_F(CrossProcessTest, Oneway_WhenReceiverIsStopped_FailsInsteadOfBlocking) {
     size_t sent = 0;
     binder_status_t status = STATUS_OK;
     while (status == STATUS_OK && sent < 100) {  // 100 x 20 KiB: four times the share
-        ndk::ScopedAParcel in;
-        AIBinder_prepareTransaction(other->object().get(), in.getR());
-        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(20 * 1024));
-        ndk::ScopedAParcel out;
-        status = AIBinder_transact(other->object().get(), xproc::kRecord, in.getR(), out.getR(),
-                                   FLAG_ONEWAY);
+        status = recordBytes(other->object(), 20 * 1024, FLAG_ONEWAY);
         sent += status == STATUS_OK ? 1 : 0;
     }
     ASSERT_EQ(0, ::kill(other->pid(), SIGCONT)) << "could not resume the other process";
@@ -72,21 +77,17 @@ TEST_F(CrossProcessTest, StaleSocket_OfGoneProcess_IsRemovedOthersStay) {
     };
     auto bindAt = [&](const std::string& name) {
         const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, (directory + "/" + name).c_str(),
-                     sizeof(address.sun_path) - 1);
+        sockaddr_un address = addressOf(directory + "/" + name);
         EXPECT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)));
         return fd;  // bound, never listening: connects are refused
     };
     const pid_t gone = fork();
     if (gone == 0)
         _exit(0);
-    waitPeer(gone);
+    waitpid(gone, nullptr, 0);
     const int goneFd = bindAt("p" + std::to_string(gone) + "-0123456789abcdef");
-    const std::string liveName = "p" + std::to_string(getpid()) + "-0123456789abcdef";
-    const int liveFd = bindAt(liveName);
-    ASSERT_TRUE(hostbinder::ServiceDirectory(directory).publish("xproc.live", liveName));
+    const int liveFd = bindAt(ownName());
+    ASSERT_TRUE(hostbinder::ServiceDirectory(directory).publish("xproc.live", ownName()));
 
     OtherProcess next(TransportKind::kSocket);
     ASSERT_NE(nullptr, next.object().get()) << "a second peer never came up";
@@ -97,8 +98,6 @@ TEST_F(CrossProcessTest, StaleSocket_OfGoneProcess_IsRemovedOthersStay) {
     const pid_t killed = other->pid();
     ASSERT_EQ(1u, socketsOf(killed).size()) << "the peer's own socket";
     ASSERT_TRUE(other->kill());
-    EXPECT_EQ(nullptr, ndk::SpAIBinder(AServiceManager_checkService(other->name().c_str())).get())
-            << "a killed process's service is still handed out";
     // Removed when this process saw the connection close or, after, when a connect was refused.
     EXPECT_TRUE(eventually([&] {
         ndk::SpAIBinder gone(AServiceManager_checkService(other->name().c_str()));
@@ -113,11 +112,8 @@ struct BadStream {
     const char* name;
     bool hello;  // a valid hello first
     std::vector<uint8_t> bytes;
+    friend void PrintTo(const BadStream& row, std::ostream* os) { *os << row.name; }
 };
-
-void PrintTo(const BadStream& row, std::ostream* os) {
-    *os << row.name;
-}
 
 std::vector<uint8_t> frameBytes(hostbinder::Frame frame) {
     std::vector<uint8_t> bytes;
@@ -130,10 +126,6 @@ std::vector<uint8_t> helloFrom(const std::string& name) {
     hello.type = hostbinder::FrameType::kHello;
     hello.payload.assign(name.begin(), name.end());
     return frameBytes(hello);
-}
-
-std::string ownName() {
-    return "p" + std::to_string(getpid()) + "-0123456789abcdef";
 }
 
 class CrossProcessStreamTest : public CrossProcessTest,
@@ -169,9 +161,7 @@ TEST_P(CrossProcessStreamTest, Connection_WhenStreamIsBad_ClosesOnlyThatConnecti
     const BadStream& row = GetParam();
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_GE(fd, 0) << strerror(errno);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+    sockaddr_un address = addressOf(path);
     ASSERT_EQ(0, connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)))
             << strerror(errno);
     std::vector<uint8_t> bytes = row.hello ? helloFrom(ownName()) : std::vector<uint8_t>();
@@ -195,14 +185,8 @@ TEST_P(CrossProcessStreamTest, Connection_WhenStreamIsBad_ClosesOnlyThatConnecti
         AParcel_readInt32(in, &value);
         return AParcel_writeInt32(out, value * 2);
     });
-    AParcel* reply = nullptr;
-    int32_t status = -1, answer = 0;
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kCallBack,
-                                  {FIRST_CALL_TRANSACTION, 5, 0, 1, 1}, &reply, 0, local.get()));
-    AParcel_readInt32(reply, &status);
-    AParcel_readInt32(reply, &answer);
-    AParcel_delete(reply);
-    EXPECT_TRUE(status == STATUS_OK && answer == 10)
+    const Relayed relayed = callBackThrough(other->object(), local.get(), 5);
+    EXPECT_TRUE(relayed.status == STATUS_OK && relayed.answer == 10)
             << row.name << ": others must still reach this process";
 }
 
@@ -225,9 +209,7 @@ TEST_F(CrossProcessTest, Connection_WhenPeerIsAnotherUser_IsRefused) {
             if (setgid(uid) != 0 || setuid(uid) != 0)
                 _exit(100);
             const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-            sockaddr_un address{};
-            address.sun_family = AF_UNIX;
-            std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+            sockaddr_un address = addressOf(path);
             if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0)
                 _exit(errno == EACCES ? 10 : 11);
             (void)!send(fd, hello.data(), hello.size(), MSG_NOSIGNAL);

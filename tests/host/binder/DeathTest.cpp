@@ -7,19 +7,14 @@
 // STATUS_DEAD_OBJECT; then what only simulated processes have (a linker without threads).
 
 #include <android/binder_host.h>
-#include <android/binder_process.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "Latch.h"
 #include "OtherProcess.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
+#include "Waiting.h"
 
 namespace {
 
@@ -48,10 +43,10 @@ void onUnlinked(void* cookie) {
 }
 
 // The test process watches the other process's objects.
-class DeathTest : public TwoProcessTest, public ::testing::WithParamInterface<TransportKind> {
+class DeathTest : public TransportTest {
   protected:
     void SetUp() override {
-        startOther(GetParam());
+        TransportTest::SetUp();
         AIBinder_DeathRecipient_setOnUnlinked(recipient.get(), onUnlinked);
         AIBinder_DeathRecipient_setOnUnlinked(other2.get(), onUnlinked);
     }

@@ -5,6 +5,7 @@
 #include "OtherProcess.h"
 
 #include <android/binder_manager.h>
+#include <android/binder_parcel_utils.h>
 #include <android/binder_process.h>
 #include <signal.h>
 #include <spawn.h>
@@ -15,9 +16,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "PeerObject.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
 
 extern char** environ;
 
@@ -76,7 +75,11 @@ OtherProcess::OtherProcess(TransportKind kind) : mName(uniqueName()) {
             }) != EX_NONE)
             return;
     } else {
-        mPid = spawnPeer({"serve", mName});
+        // A real process running XprocPeer, in this process's socket directory (the environment).
+        char* argv[] = {const_cast<char*>(XPROC_PEER_PATH), const_cast<char*>("serve"),
+                        const_cast<char*>(mName.c_str()), nullptr};
+        if (posix_spawn(&mPid, XPROC_PEER_PATH, nullptr, nullptr, argv, environ) != 0)
+            mPid = -1;
     }
     eventually([&] {
         mObject.set(AServiceManager_checkService(mName.c_str()));
@@ -97,9 +100,17 @@ bool OtherProcess::kill() {
     if (mPid <= 0)
         return false;
     ::kill(mPid, SIGKILL);
-    waitPeer(mPid);
+    waitpid(mPid, nullptr, 0);
     mPid = -mPid;  // keeps pid() meaningless rather than naming a reused pid
     return true;
+}
+
+int32_t OtherProcess::pendingWork() const {
+    ndk::ScopedAParcel reply;
+    int32_t pending = -1;
+    if (callWith(mObject, xproc::kPending, {}, &reply) == STATUS_OK)
+        AParcel_readInt32(reply.get(), &pending);
+    return pending;
 }
 
 bool OtherProcess::waitForIdle() {
@@ -107,78 +118,56 @@ bool OtherProcess::waitForIdle() {
         mSimulated->waitForIdle();
         return true;
     }
-    return eventually([&] {
-        AParcel* reply = nullptr;
-        int32_t pending = -1;
-        if (callWith(mObject, xproc::kPending, {}, &reply) == STATUS_OK)
-            AParcel_readInt32(reply, &pending);
-        AParcel_delete(reply);
-        return pending == 0;
-    });
+    return eventually([&] { return pendingWork() == 0; });
 }
 
-pid_t spawnPeer(std::vector<std::string> args) {
-    args.insert(args.begin(), XPROC_PEER_PATH);
-    std::vector<char*> argv;
-    for (std::string& arg : args)
-        argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, XPROC_PEER_PATH, nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    return pid;
-}
-
-int waitPeer(pid_t pid) {
-    int status = 0;
-    if (waitpid(pid, &status, 0) != pid)
-        return -2;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-binder_status_t callWith(const ndk::SpAIBinder& binder, transaction_code_t code,
-                         const std::vector<int32_t>& args, AParcel** reply, binder_flags_t flags,
-                         AIBinder* first) {
-    AParcel* in = nullptr;
-    binder_status_t status = AIBinder_prepareTransaction(binder.get(), &in);
-    if (status == STATUS_OK && first != nullptr)
-        status = AParcel_writeStrongBinder(in, first);
-    for (int32_t arg : args) {
-        if (status == STATUS_OK)
-            status = AParcel_writeInt32(in, arg);
-    }
-    if (status != STATUS_OK) {
-        AParcel_delete(in);
+binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
+                            binder_flags_t flags) {
+    ndk::ScopedAParcel in;
+    binder_status_t status = AIBinder_prepareTransaction(peerObject.get(), in.getR());
+    // After the interface token, a byte[] whose length field and bytes fill the rest.
+    const size_t used = static_cast<size_t>(AParcel_getDataSize(in.get())) + 4;
+    if (status == STATUS_OK)
+        status = ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(dataSize - used));
+    if (status != STATUS_OK)
         return status;
+    ndk::ScopedAParcel out;
+    return AIBinder_transact(peerObject.get(), xproc::kRecord, in.getR(), out.getR(), flags);
+}
+
+Relayed callBackThrough(const ndk::SpAIBinder& peerObject, AIBinder* target, int32_t value,
+                        binder_flags_t flags, int32_t count, int32_t threads) {
+    Relayed relayed;
+    ndk::ScopedAParcel reply;
+    relayed.status =
+            callWith(peerObject, xproc::kCallBack,
+                     {FIRST_CALL_TRANSACTION, value, static_cast<int32_t>(flags), count, threads},
+                     &reply, 0, target);
+    if (relayed.status == STATUS_OK) {
+        AParcel_readInt32(reply.get(), &relayed.status);
+        AParcel_readInt32(reply.get(), &relayed.answer);
     }
-    AParcel* out = nullptr;
-    status = AIBinder_transact(binder.get(), code, &in, &out, flags);
-    if (reply != nullptr)
-        *reply = out;
-    else
-        AParcel_delete(out);
-    return status;
+    return relayed;
 }
 
 PeerRecord recordOf(const ndk::SpAIBinder& peerObject) {
     PeerRecord record;
     record.inside = -1;
-    AParcel* reply = nullptr;
+    ndk::ScopedAParcel reply;
     int32_t count = 0;
     int32_t overlapped = 0;
     if (callWith(peerObject, xproc::kRecorded, {}, &reply) == STATUS_OK &&
-        AParcel_readInt32(reply, &count) == STATUS_OK &&
-        AParcel_readInt32(reply, &record.inside) == STATUS_OK &&
-        AParcel_readInt32(reply, &overlapped) == STATUS_OK) {
+        AParcel_readInt32(reply.get(), &count) == STATUS_OK &&
+        AParcel_readInt32(reply.get(), &record.inside) == STATUS_OK &&
+        AParcel_readInt32(reply.get(), &overlapped) == STATUS_OK) {
         record.overlapped = overlapped != 0;
         record.values.resize(static_cast<size_t>(count));
         record.callers.resize(static_cast<size_t>(count));
         for (size_t i = 0; i < record.values.size(); ++i) {
-            AParcel_readInt32(reply, &record.values[i]);
-            AParcel_readInt32(reply, &record.callers[i]);
+            AParcel_readInt32(reply.get(), &record.values[i]);
+            AParcel_readInt32(reply.get(), &record.callers[i]);
         }
     }
-    AParcel_delete(reply);
     return record;
 }
 
@@ -199,11 +188,10 @@ void TwoProcessTest::TearDown() {
 }
 
 ndk::SpAIBinder TwoProcessTest::newPeerObject() {
-    AParcel* reply = nullptr;
+    ndk::ScopedAParcel reply;
     ndk::SpAIBinder object;
     if (callWith(other->object(), xproc::kNewObject, {}, &reply) == STATUS_OK)
-        AParcel_readStrongBinder(reply, object.getR());
-    AParcel_delete(reply);
+        AParcel_readStrongBinder(reply.get(), object.getR());
     if (object.get() != nullptr)
         AIBinder_associateClass(object.get(), testobject::objectClass());
     return object;

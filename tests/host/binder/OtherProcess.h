@@ -4,7 +4,7 @@
 
 // The process a test talks binder with, over either transport: a simulated process of the test
 // executable (InProcess) or a real process started from XprocPeer (Socket), each serving a peer
-// object (PeerObject.h). The test itself runs in the default process. CTest runs every case in
+// object (TestObject.h). The test itself runs in the default process. CTest runs every case in
 // a process of its own, so a case picks its transport in SetUp, before its first binder call.
 //
 // Threads: the test's thread.
@@ -16,11 +16,14 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
-#include <chrono>
 #include <memory>
+#include <ostream>
 #include <string>
-#include <thread>
+#include <tuple>
 #include <vector>
+
+#include "TestObject.h"
+#include "Waiting.h"
 
 enum class TransportKind { kInProcess, kSocket };
 
@@ -29,19 +32,11 @@ inline auto bothTransports() {
     return ::testing::Values(TransportKind::kInProcess, TransportKind::kSocket);
 }
 std::string transportName(TransportKind kind);
+inline void PrintTo(TransportKind kind, std::ostream* os) {
+    *os << transportName(kind);
+}
 inline std::string transportRowName(const ::testing::TestParamInfo<TransportKind>& info) {
     return transportName(info.param);
-}
-
-template <typename Predicate>
-bool eventually(Predicate predicate, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!predicate()) {
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 class OtherProcess {
@@ -69,6 +64,8 @@ class OtherProcess {
     pid_t pid() const { return mPid; }
     // Kills it as SIGKILL would; false if it was dead already.
     bool kill();
+    // Its transactions queued or running, not counting the one asking; -1 if it did not answer.
+    int32_t pendingWork() const;
     // Waits until the other process has no transactions queued or running; false on timeout.
     bool waitForIdle();
 
@@ -102,12 +99,41 @@ class TwoProcessTest : public ::testing::Test {
     std::unique_ptr<OtherProcess> other;
 };
 
-// A real process running XprocPeer with args, in this process's socket directory; -1 on failure.
-pid_t spawnPeer(std::vector<std::string> args);
-// Exit status of a spawned peer that ends by itself, -1 if it was killed.
-int waitPeer(pid_t pid);
+// The fixture of the suites that run every case on both transports (rows InProcess, Socket).
+class TransportTest : public TwoProcessTest, public ::testing::WithParamInterface<TransportKind> {
+  protected:
+    void SetUp() override { startOther(GetParam()); }
+};
 
-// A two-way or oneway call with the given int32 arguments; *reply (if any) gets the reply.
-binder_status_t callWith(const ndk::SpAIBinder& binder, transaction_code_t code,
-                         const std::vector<int32_t>& args, AParcel** reply = nullptr,
-                         binder_flags_t flags = 0, AIBinder* first = nullptr);
+// The fixture of table-driven suites whose every row runs on both transports.
+template <typename Row>
+class TransportRowTest : public TwoProcessTest,
+                         public ::testing::WithParamInterface<std::tuple<TransportKind, Row>> {
+  protected:
+    void SetUp() override { startOther(std::get<0>(this->GetParam())); }
+    const Row& row() const { return std::get<1>(this->GetParam()); }
+};
+
+// Names a row of bothTransports() x rows that have a name: InProcessName, SocketName.
+template <typename Row>
+std::string transportAndRowName(
+        const ::testing::TestParamInfo<std::tuple<TransportKind, Row>>& info) {
+    return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
+}
+
+using testobject::callWith;
+
+// A kRecord call to a peer object whose request is exactly dataSize bytes (a multiple of 4).
+binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
+                            binder_flags_t flags);
+
+// What a kCallBack relayed: the first failing status of its calls (or of the kCallBack itself),
+// and the answer of the last two-way one.
+struct Relayed {
+    binder_status_t status = STATUS_UNKNOWN_ERROR;
+    int32_t answer = 0;
+};
+// Has the peer object make count calls FIRST_CALL_TRANSACTION(value) to target, from threads
+// threads of its process.
+Relayed callBackThrough(const ndk::SpAIBinder& peerObject, AIBinder* target, int32_t value,
+                        binder_flags_t flags = 0, int32_t count = 1, int32_t threads = 1);

@@ -10,6 +10,7 @@
 #include <android/binder_manager.h>
 #include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <ostream>
 #include <string>
@@ -17,7 +18,6 @@
 
 #include "OtherProcess.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
 
 namespace {
 
@@ -27,11 +27,8 @@ struct AddRow {
     binder_exception_t injected;  // what the device refuses with, EX_NONE for nothing
     binder_exception_t expected;
     bool nullBinder;
+    friend void PrintTo(const AddRow& row, std::ostream* os) { *os << row.name; }
 };
-
-void PrintTo(const AddRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class ServiceManagerTest : public ::testing::TestWithParam<AddRow> {
   protected:
@@ -41,23 +38,15 @@ class ServiceManagerTest : public ::testing::TestWithParam<AddRow> {
         EXPECT_EQ(0u, service.pendingWork()) << "the service process still has work queued";
     }
 
-    ndk::SpAIBinder makeServiceObject() {
-        return service.run(
-                [] { return testobject::create([](auto, auto, auto) { return STATUS_OK; }); });
-    }
-
-    ndk::SpAIBinder lookUp(ndk::host::ScopedProcess& from, const std::string& name) {
-        return from.run(
-                [&] { return ndk::SpAIBinder(AServiceManager_checkService(name.c_str())); });
-    }
-
     ndk::host::ScopedProcess service{"service"};
     ndk::host::ScopedProcess client{"client"};
 };
 
 TEST_P(ServiceManagerTest, AddService_WhenNameOrDeviceRefuses_ReturnsExceptionAndAddsNothing) {
     const AddRow& row = GetParam();
-    ndk::SpAIBinder object = row.nullBinder ? nullptr : makeServiceObject();
+    ndk::SpAIBinder object = row.nullBinder ? nullptr : service.run([] {
+        return testobject::create([](auto, auto, auto) { return STATUS_OK; });
+    });
     // Set here, in the default process, for an add made in another: the hook is process-wide.
     ABinderHost_setAddServiceFailure(row.injected);
     const char* instance = row.instance.c_str();
@@ -65,7 +54,9 @@ TEST_P(ServiceManagerTest, AddService_WhenNameOrDeviceRefuses_ReturnsExceptionAn
         return AServiceManager_addService(object.get(), instance);
     })) << "name '"
         << row.instance << "'";
-    EXPECT_EQ(row.expected == EX_NONE, lookUp(client, row.instance).get() != nullptr)
+    ndk::SpAIBinder found =
+            client.run([&] { return ndk::SpAIBinder(AServiceManager_checkService(instance)); });
+    EXPECT_EQ(row.expected == EX_NONE, found.get() != nullptr)
             << "a refused service was registered, or an accepted one cannot be found";
     if (row.injected != EX_NONE) {
         ABinderHost_setAddServiceFailure(EX_NONE);
@@ -91,43 +82,39 @@ INSTANTIATE_TEST_SUITE_P(
                 AddRow{"PolicyDenial", "plim.test.denied", EX_SECURITY, EX_SECURITY, false}),
         [](const ::testing::TestParamInfo<AddRow>& info) { return info.param.name; });
 
-class ServiceManagerTransportTest : public TwoProcessTest,
-                                    public ::testing::WithParamInterface<TransportKind> {
+class ServiceManagerTransportTest : public TransportTest {
   protected:
-    void SetUp() override { startOther(GetParam()); }
+    const std::string name = "plim.test.shared/" + std::to_string(getpid());
 
     // The other process's lookup of name: what it found, and whether a second lookup agreed.
-    std::pair<ndk::SpAIBinder, bool> lookUpThere(const std::string& name, bool wait) {
-        ndk::ScopedAParcel in;
-        AIBinder_prepareTransaction(other->object().get(), in.getR());
-        ndk::AParcel_writeString(in.get(), name);
-        AParcel_writeInt32(in.get(), wait);
-        ndk::ScopedAParcel out;
+    std::pair<ndk::SpAIBinder, bool> lookUpThere(bool wait) {
+        ndk::ScopedAParcel out = askThere(xproc::kLookUp, {wait});
         ndk::SpAIBinder found;
         int32_t same = 0;
-        EXPECT_EQ(STATUS_OK, AIBinder_transact(other->object().get(), xproc::kLookUp, in.getR(),
-                                               out.getR(), 0));
         AParcel_readStrongBinder(out.get(), found.getR());
         AParcel_readInt32(out.get(), &same);
         return {found, same != 0};
     }
 
-    binder_exception_t registerThere(const std::string& name) {
-        ndk::ScopedAParcel in;
-        AIBinder_prepareTransaction(other->object().get(), in.getR());
-        ndk::AParcel_writeString(in.get(), name);
-        ndk::ScopedAParcel out;
+    binder_exception_t registerThere() {
         int32_t exception = -1;
-        if (AIBinder_transact(other->object().get(), xproc::kRegister, in.getR(), out.getR(), 0) ==
-            STATUS_OK)
-            AParcel_readInt32(out.get(), &exception);
+        AParcel_readInt32(askThere(xproc::kRegister).get(), &exception);
         return exception;
     }
 
-    const std::string name = uniqueName("shared");
-
-    static std::string uniqueName(const char* base) {
-        return std::string("plim.test.") + base + "/" + std::to_string(getpid());
+  private:
+    // A call to the other process with name and args; its reply (an empty parcel if it failed).
+    ndk::ScopedAParcel askThere(transaction_code_t code, std::initializer_list<int32_t> args = {}) {
+        ndk::ScopedAParcel in;
+        AIBinder_prepareTransaction(other->object().get(), in.getR());
+        ndk::AParcel_writeString(in.get(), name);
+        for (int32_t arg : args)
+            AParcel_writeInt32(in.get(), arg);
+        ndk::ScopedAParcel out;
+        EXPECT_EQ(STATUS_OK,
+                  AIBinder_transact(other->object().get(), code, in.getR(), out.getR(), 0))
+                << "the other process did not answer";
+        return out.get() != nullptr ? std::move(out) : ndk::ScopedAParcel(AParcel_create());
     }
 };
 
@@ -140,7 +127,7 @@ TEST_P(ServiceManagerTransportTest, CheckService_FromEachProcess_OwnerGetsObject
     // Compared with raw binders too, as the device's header allows.
     EXPECT_TRUE(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())) == object.get())
             << "the owner must get its object itself";
-    auto [found, same] = lookUpThere(name, false);
+    auto [found, same] = lookUpThere(false);
     // It can come home as itself only if the other process held a proxy for it.
     EXPECT_TRUE(found == object) << "the other process did not find the service";
     EXPECT_TRUE(same) << "two lookups gave the other process two proxies";
@@ -149,15 +136,9 @@ TEST_P(ServiceManagerTransportTest, CheckService_FromEachProcess_OwnerGetsObject
 TEST_P(ServiceManagerTransportTest, WaitForService_WhenRegisteredLater_ReturnsIt) {
     ndk::SpAIBinder object = testobject::create([](auto, auto, auto) { return STATUS_OK; });
     ndk::SpAIBinder found;
-    std::thread waiter([&] { found = lookUpThere(name, true).first; });
-    EXPECT_TRUE(eventually([&] {
-        AParcel* reply = nullptr;
-        int32_t pending = 0;
-        if (callWith(other->object(), xproc::kPending, {}, &reply) == STATUS_OK)
-            AParcel_readInt32(reply, &pending);
-        AParcel_delete(reply);
-        return pending == 1;
-    })) << "the other process never started waiting";
+    std::thread waiter([&] { found = lookUpThere(true).first; });
+    EXPECT_TRUE(eventually([&] { return other->pendingWork() == 1; }))
+            << "the other process never started waiting";
     ASSERT_EQ(EX_NONE, AServiceManager_addService(object.get(), name.c_str()));
     waiter.join();
     EXPECT_TRUE(found == object) << "the waiting process did not get the service";
@@ -168,7 +149,7 @@ TEST_P(ServiceManagerTransportTest, AddService_WhenReplacedByAnotherProcess_OldO
     ndk::ScopedAIBinder_Weak weakFirst(AIBinder_Weak_new(first.get()));
     ASSERT_EQ(EX_NONE, AServiceManager_addService(first.get(), name.c_str()));
     first.set(nullptr);
-    ASSERT_EQ(EX_NONE, registerThere(name)) << "the other process could not register";
+    ASSERT_EQ(EX_NONE, registerThere()) << "the other process could not register";
 
     ndk::SpAIBinder now;
     EXPECT_TRUE(eventually([&] {
@@ -182,7 +163,7 @@ TEST_P(ServiceManagerTransportTest, AddService_WhenReplacedByAnotherProcess_OldO
 }
 
 TEST_P(ServiceManagerTransportTest, CheckService_WhenOwnerKilled_ServiceGone) {
-    ASSERT_EQ(EX_NONE, registerThere(name)) << "the other process could not register";
+    ASSERT_EQ(EX_NONE, registerThere()) << "the other process could not register";
     EXPECT_NE(nullptr, ndk::SpAIBinder(AServiceManager_checkService(name.c_str())).get())
             << "a registered service was not found";
     ASSERT_TRUE(other->kill());

@@ -15,11 +15,12 @@
 #include <future>
 #include <memory>
 #include <mutex>
-#include <thread>
+#include <ostream>
 
 #include "PendingWork.h"
 #include "Process.h"
 #include "ThreadContext.h"
+#include "Waiting.h"
 #include "Work.h"
 #include "WorkTracker.h"
 
@@ -29,25 +30,6 @@ using hostbinder::PendingWork;
 using hostbinder::Process;
 using hostbinder::Work;
 using namespace std::chrono_literals;
-
-// A door that stays open once opened.
-class Gate {
-  public:
-    void open() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mOpen = true;
-        mChanged.notify_all();
-    }
-    bool wait(std::chrono::milliseconds limit = 10s) {
-        std::unique_lock<std::mutex> lock(mMutex);
-        return mChanged.wait_for(lock, limit, [this] { return mOpen; });
-    }
-
-  private:
-    std::mutex mMutex;
-    std::condition_variable mChanged;
-    bool mOpen = false;
-};
 
 // Work that runs a function, counted as pending while it exists.
 class FunctionWork : public Work {
@@ -65,7 +47,7 @@ class FunctionWork : public Work {
 // Stands for reading a connection: holds its binder thread until released, then ends for good.
 class DutyWork : public Work {
   public:
-    DutyWork(Process& process, Gate& started, Gate& release)
+    DutyWork(Process& process, Latch& started, Latch& release)
         : mProcess(process), mStarted(started), mRelease(release) {}
     void run() override {
         mStarted.open();
@@ -76,8 +58,8 @@ class DutyWork : public Work {
 
   private:
     Process& mProcess;
-    Gate& mStarted;
-    Gate& mRelease;
+    Latch& mStarted;
+    Latch& mRelease;
 };
 
 class ThreadHandOffTest : public ::testing::Test {
@@ -97,32 +79,16 @@ class ThreadHandOffTest : public ::testing::Test {
                 << "work left pending";
         // Work stops counting as pending just before it lets go of the process; the last
         // reference must go here, as a process cannot die on one of its own threads.
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (mProcess.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::sleep_for(1ms);
-        ASSERT_EQ(1, mProcess.use_count()) << "finished work still holds the process";
+        ASSERT_TRUE(eventually([&] { return mProcess.use_count() == 1; }, 10s))
+                << "finished work still holds the process";
         mProcess.reset();  // joins the pool, which must not wait for ever
     }
 
-    // Hands a duty over from this thread, retrying until the pool's thread is idle.
-    bool handOffEventually() {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            std::unique_ptr<Work> duty =
-                    std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
-            if (mProcess->handOff(&duty))
-                return true;
-            EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
-            std::this_thread::sleep_for(1ms);
-        }
-        return false;
-    }
-
     // Declared before the process, so that they outlive its threads.
-    Gate mBusyRunning;
-    Gate mReleaseBusy;
-    Gate mDutyStarted;
-    Gate mReleaseDuty;
+    Latch mBusyRunning;
+    Latch mReleaseBusy;
+    Latch mDutyStarted;
+    Latch mReleaseDuty;
     std::shared_ptr<Process> mProcess;
 };
 
@@ -130,13 +96,14 @@ struct RefusalCase {
     const char* name;
     bool poolStarted;
     int busyThreads;
-    bool accepted;
+    friend void PrintTo(const RefusalCase& row, std::ostream* os) { *os << row.name; }
 };
 
 class ThreadHandOffRefusalTest : public ThreadHandOffTest,
                                  public ::testing::WithParamInterface<RefusalCase> {};
 
-TEST_P(ThreadHandOffRefusalTest, HandOff_TakesOnlyAnIdleThread) {
+// With an idle thread the duty is taken: ServeInPlace below.
+TEST_P(ThreadHandOffRefusalTest, HandOff_WhenNoThreadIsIdle_RefusedAndDutyStaysWithCaller) {
     const RefusalCase& row = GetParam();
     if (row.poolStarted)
         mProcess->startThreadPool();
@@ -152,33 +119,25 @@ TEST_P(ThreadHandOffRefusalTest, HandOff_TakesOnlyAnIdleThread) {
         ASSERT_TRUE(mBusyRunning.wait()) << "the pool never ran the busy work";
     }
 
-    if (row.accepted) {
-        EXPECT_TRUE(handOffEventually()) << "an idle thread must take the duty";
-        EXPECT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
-        // The thread that handed off serves in place until the duty ends.
-        std::thread inPlace([this] {
-            mProcess->serveInPlace(std::make_unique<FunctionWork>(mProcess, [] {}));
-        });
-        mReleaseDuty.open();
-        inPlace.join();
-    } else {
-        std::unique_ptr<Work> duty =
-                std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
-        EXPECT_FALSE(mProcess->handOff(&duty))
-                << "no idle thread: the caller must queue its work instead";
-        EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
-    }
+    std::unique_ptr<Work> duty = std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
+    EXPECT_FALSE(mProcess->handOff(&duty))
+            << "no idle thread: the caller must queue its work instead";
+    EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
 }
 
 INSTANTIATE_TEST_SUITE_P(Pool, ThreadHandOffRefusalTest,
-                         ::testing::Values(RefusalCase{"NotStarted", false, 0, false},
-                                           RefusalCase{"OneIdle", true, 0, true},
-                                           RefusalCase{"AllBusy", true, 2, false}),
+                         ::testing::Values(RefusalCase{"NotStarted", false, 0},
+                                           RefusalCase{"AllBusy", true, 2}),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDutyEnds) {
     mProcess->startThreadPool();
-    ASSERT_TRUE(handOffEventually()) << "no idle thread took the duty";
+    // Retried until the pool's thread is idle.
+    ASSERT_TRUE(eventually([&] {
+        std::unique_ptr<Work> duty =
+                std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
+        return mProcess->handOff(&duty);
+    })) << "no idle thread took the duty";
     ASSERT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
 
     // Work counted while it runs; each waits until two run at once, which only two serving
@@ -204,7 +163,7 @@ TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDuty
     // Declared after `left`, so that a failed assertion lets the duty end before the body
     // waits for the thread serving in place.
     struct ReleaseOnExit {
-        Gate& gate;
+        Latch& gate;
         ~ReleaseOnExit() { gate.open(); }
     } releaseOnExit{mReleaseDuty};
     constexpr int kWorks = 6;

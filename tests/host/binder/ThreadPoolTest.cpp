@@ -10,18 +10,15 @@
 #include <android/binder_process.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <ostream>
 #include <thread>
 #include <tuple>
-#include <vector>
 
-#include "Latch.h"
 #include "OtherProcess.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
+#include "Waiting.h"
 
 namespace {
 
@@ -34,11 +31,8 @@ struct MaximumRow {
     uint32_t after;    // set once started, or kNoChange
     bool refused;      // the device refuses the setting made after starting
     bool afterResult;  // what that setting returns
+    friend void PrintTo(const MaximumRow& row, std::ostream* os) { *os << row.name; }
 };
-
-void PrintTo(const MaximumRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class ThreadPoolTest : public TwoProcessTest,
                        public ::testing::WithParamInterface<std::tuple<TransportKind, MaximumRow>> {
@@ -77,15 +71,10 @@ TEST_P(ThreadPoolTest, StartThreadPool_WhenCallsPileUp_StartsThreadsLazilyUpToMa
         release.wait();
         return AParcel_writeInt32(out, 0);
     });
-    AParcel* reply = nullptr;
     binder_status_t status = STATUS_UNKNOWN_ERROR;
-    std::thread caller([&] {
-        // Four two-way calls at once from four threads of the other process.
-        if (callWith(other->object(), xproc::kCallBack, {FIRST_CALL_TRANSACTION, 0, 0, 4, 4},
-                     &reply, 0, mine.get()) == STATUS_OK)
-            AParcel_readInt32(reply, &status);
-        AParcel_delete(reply);
-    });
+    // Four two-way calls at once from four threads of the other process.
+    std::thread caller(
+            [&] { status = callBackThrough(other->object(), mine.get(), 0, 0, 4, 4).status; });
     {
         std::unique_lock<std::mutex> lock(mutex);
         EXPECT_TRUE(changed.wait_for(lock, Latch::kTimeout, [&] { return running == 3; }))
@@ -115,9 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
                                              MaximumRow{"RaisedAfterStart", 1, 2, false, true},
                                              MaximumRow{"SameAfterStart", 2, 2, false, true},
                                              MaximumRow{"RaiseRefused", 2, 5, true, false})),
-        [](const auto& info) {
-            return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
-        });
+        transportAndRowName<MaximumRow>);
 
 TEST(ThreadPoolDeathTest, SetThreadPoolMaxThreadCount_WhenLoweredAfterStart_Aborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

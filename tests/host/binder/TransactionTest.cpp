@@ -13,43 +13,29 @@
 
 #include <atomic>
 #include <mutex>
+#include <numeric>
 #include <ostream>
 #include <thread>
 #include <tuple>
 #include <vector>
 
-#include "Latch.h"
 #include "OtherProcess.h"
 #include "TestObject.h"
-#include "XprocProtocol.h"
+#include "Waiting.h"
 
 namespace {
 
-class TransactionTest : public TwoProcessTest, public ::testing::WithParamInterface<TransportKind> {
-  protected:
-    void SetUp() override { startOther(GetParam()); }
-
-    // A oneway or two-way kRecord to a peer object carrying bytes of payload.
-    static binder_status_t recordBytes(const ndk::SpAIBinder& object, size_t bytes,
-                                       binder_flags_t flags) {
-        ndk::ScopedAParcel in;
-        AIBinder_prepareTransaction(object.get(), in.getR());
-        ndk::AParcel_writeVector(in.get(), std::vector<uint8_t>(bytes));
-        ndk::ScopedAParcel out;
-        return AIBinder_transact(object.get(), xproc::kRecord, in.getR(), out.getR(), flags);
-    }
-};
+using TransactionTest = TransportTest;
 
 INSTANTIATE_TEST_SUITE_P(Transports, TransactionTest, bothTransports(), transportRowName);
 
 TEST_P(TransactionTest, Transact_BothWays_RunOnCalleeBinderThreadWithCallerIdentity) {
     const pid_t self = ABinderHost_Process_getPid(ABinderHost_Process_getDefault());
-    AParcel* reply = nullptr;
+    ndk::ScopedAParcel reply;
     ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kEcho, {21}, &reply)) << "two-way call";
     int32_t echo[6] = {};
     for (int32_t& field : echo)
-        AParcel_readInt32(reply, &field);
-    AParcel_delete(reply);
+        AParcel_readInt32(reply.get(), &field);
     EXPECT_EQ(42, echo[0]) << "the reply is not what the other process wrote";
     EXPECT_EQ(self, echo[1]) << "a two-way call must report its caller's pid";
     EXPECT_EQ(static_cast<int32_t>(getuid()), echo[2]) << "calling uid";
@@ -95,16 +81,10 @@ TEST_P(TransactionTest, Transact_BothWays_RunOnCalleeBinderThreadWithCallerIdent
         return AParcel_writeInt32(out, value + 1);
     });
     for (binder_flags_t flags : {binder_flags_t{0}, binder_flags_t{FLAG_ONEWAY}}) {
-        ASSERT_EQ(STATUS_OK,
-                  callWith(other->object(), xproc::kCallBack,
-                           {FIRST_CALL_TRANSACTION, 41, static_cast<int32_t>(flags), 1, 1}, &reply,
-                           0, mine.get()));
-        int32_t status = -1, answer = 0;
-        AParcel_readInt32(reply, &status);
-        AParcel_readInt32(reply, &answer);
-        AParcel_delete(reply);
-        EXPECT_EQ(STATUS_OK, status) << "the other process could not call this one's object";
-        EXPECT_EQ(flags == 0 ? 42 : 0, answer) << "the answer relayed by the other process";
+        const Relayed relayed = callBackThrough(other->object(), mine.get(), 41, flags);
+        EXPECT_EQ(STATUS_OK, relayed.status)
+                << "the other process could not call this one's object";
+        EXPECT_EQ(flags == 0 ? 42 : 0, relayed.answer) << "the answer relayed by the other process";
     }
     ASSERT_TRUE(onewayRan.wait()) << "the oneway call from the other process never ran";
     std::lock_guard<std::mutex> lock(mutex);
@@ -136,8 +116,7 @@ TEST_P(TransactionTest,
     ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kOpenGate, {}));
 
     std::vector<int32_t> expected(kCalls);
-    for (int32_t i = 0; i < kCalls; ++i)
-        expected[static_cast<size_t>(i)] = i;
+    std::iota(expected.begin(), expected.end(), 0);
     for (const ndk::SpAIBinder& object : objects) {
         PeerRecord record;
         EXPECT_TRUE(eventually([&] {
@@ -156,25 +135,20 @@ struct RefusalRow {
     transaction_code_t code;
     void (*spoil)(AParcel*);
     binder_status_t expected;
+    friend void PrintTo(const RefusalRow& row, std::ostream* os) { *os << row.name; }
 };
 
-class TransactionRefusalTest
-    : public TwoProcessTest,
-      public ::testing::WithParamInterface<std::tuple<TransportKind, RefusalRow>> {
-  protected:
-    void SetUp() override { startOther(std::get<0>(GetParam())); }
-};
+using TransactionRefusalTest = TransportRowTest<RefusalRow>;
 
 TEST_P(TransactionRefusalTest, Transact_WhenTokenOrCodeWrong_AnsweredByBinderWithoutHandler) {
-    const RefusalRow& row = std::get<1>(GetParam());
     const ndk::SpAIBinder& object = other->object();
     ndk::ScopedAParcel in;
     ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(object.get(), in.getR()));
-    if (row.spoil != nullptr)
-        row.spoil(in.get());
+    if (row().spoil != nullptr)
+        row().spoil(in.get());
     AParcel_writeInt32(in.get(), 1);
     ndk::ScopedAParcel out;
-    EXPECT_EQ(row.expected, AIBinder_transact(object.get(), row.code, in.getR(), out.getR(), 0))
+    EXPECT_EQ(row().expected, AIBinder_transact(object.get(), row().code, in.getR(), out.getR(), 0))
             << "wrong status";
     EXPECT_TRUE(recordOf(object).values.empty())
             << "the class handled a transaction the binder must answer";
@@ -204,9 +178,7 @@ INSTANTIATE_TEST_SUITE_P(
                                              STATUS_UNKNOWN_TRANSACTION},
                                   RefusalRow{"Ping", ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G',
                                              nullptr, STATUS_OK})),
-        [](const auto& info) {
-            return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
-        });
+        transportAndRowName<RefusalRow>);
 
 TEST_P(TransactionTest, Transact_WhenHandlerFailsOrThrows_CallerGetsStatusOrException) {
     struct Row {
@@ -216,19 +188,15 @@ TEST_P(TransactionTest, Transact_WhenHandlerFailsOrThrows_CallerGetsStatusOrExce
     for (const Row& row : {Row{STATUS_BAD_VALUE, EX_NONE}, Row{STATUS_PERMISSION_DENIED, EX_NONE},
                            Row{STATUS_OK, EX_ILLEGAL_STATE}, Row{STATUS_OK, EX_SECURITY},
                            Row{42, EX_SERVICE_SPECIFIC}}) {
-        AParcel* reply = nullptr;
+        ndk::ScopedAParcel reply;
         EXPECT_EQ(row.status == STATUS_OK || row.exception != EX_NONE ? STATUS_OK : row.status,
                   callWith(other->object(), xproc::kFail, {row.status, row.exception}, &reply))
                 << "status " << row.status << " exception " << row.exception;
-        if (row.exception == EX_NONE) {
-            AParcel_delete(reply);
+        if (row.exception == EX_NONE)
             continue;
-        }
-        AStatus* raw = nullptr;
-        ASSERT_EQ(STATUS_OK, AParcel_readStatusHeader(reply, &raw))
+        ndk::ScopedAStatus status;
+        ASSERT_EQ(STATUS_OK, AParcel_readStatusHeader(reply.get(), status.getR()))
                 << "exception " << row.exception;
-        ndk::ScopedAStatus status(raw);
-        AParcel_delete(reply);
         EXPECT_EQ(row.exception, AStatus_getExceptionCode(status.get())) << "exception lost";
         EXPECT_STREQ("m", AStatus_getMessage(status.get())) << "message lost";
         if (row.exception == EX_SERVICE_SPECIFIC) {
@@ -237,14 +205,49 @@ TEST_P(TransactionTest, Transact_WhenHandlerFailsOrThrows_CallerGetsStatusOrExce
     }
 }
 
-TEST_P(TransactionTest, Transact_WhenOverTransactionBuffer_FailsFailedTransaction) {
-    EXPECT_EQ(STATUS_OK, recordBytes(other->object(), 600 * 1024, 0))
-            << "a two-way call may fill most of 1 MiB";
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(other->object(), 600 * 1024, FLAG_ONEWAY))
-            << "a oneway call may use only half the buffer";
-    EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(other->object(), 1024 * 1024, 0))
-            << "a call past the buffer went through";
+// The transaction buffer's limits, as on a device: 1 MiB less 8 KiB for a two-way call or its
+// reply, half that for a oneway call.
+struct LimitRow {
+    const char* name;
+    size_t limit;
+    binder_flags_t flags;
+    bool ofReply;  // the reply's size, not the request's
+    friend void PrintTo(const LimitRow& row, std::ostream* os) { *os << row.name; }
+};
+
+using TransactionLimitTest = TransportRowTest<LimitRow>;
+
+TEST_P(TransactionLimitTest, Transact_AtTheLimitAndOneUnitPast_FitsThenFailsFailedTransaction) {
+    const LimitRow& row = this->row();
+    // One past first: a oneway call at the limit fills the share, which would refuse it anyway.
+    for (size_t size : {row.limit + 4, row.limit}) {
+        const binder_status_t expected = size == row.limit ? STATUS_OK : STATUS_FAILED_TRANSACTION;
+        if (!row.ofReply) {
+            EXPECT_EQ(expected, recordBytes(other->object(), size, row.flags))
+                    << "a request of " << size << " bytes";
+            continue;
+        }
+        ndk::ScopedAParcel reply;
+        EXPECT_EQ(expected, callWith(other->object(), xproc::kSizedReply,
+                                     {static_cast<int32_t>(size)}, &reply))
+                << "a reply of " << size << " bytes";
+        if (expected == STATUS_OK) {
+            EXPECT_EQ(static_cast<int32_t>(size), AParcel_getDataSize(reply.get()))
+                    << "the reply lost or gained bytes";
+        }
+    }
 }
+
+constexpr size_t kTwoWayLimit = 1024 * 1024 - 8 * 1024;
+
+INSTANTIATE_TEST_SUITE_P(
+        Limits, TransactionLimitTest,
+        ::testing::Combine(bothTransports(),
+                           ::testing::Values(LimitRow{"TwoWay", kTwoWayLimit, 0, false},
+                                             LimitRow{"Oneway", kTwoWayLimit / 2, FLAG_ONEWAY,
+                                                      false},
+                                             LimitRow{"Reply", kTwoWayLimit, 0, true})),
+        transportAndRowName<LimitRow>);
 
 // As on a device: oneway calls queued for one process share half the buffer, whichever object
 // they go to, until they have run.
@@ -284,13 +287,12 @@ TEST_P(TransactionTest, Transact_WhenOnlyOnewaySentAndReceiverKeepsUp_ShareComes
 TEST_P(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComesBackAsItself) {
     ndk::SpAIBinder mine = testobject::create([](auto, auto, auto) { return STATUS_OK; });
     for (int round = 0; round < 3; ++round) {
-        AParcel* reply = nullptr;
+        ndk::ScopedAParcel reply;
         ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kBounce, {}, &reply, 0, mine.get()));
         ndk::SpAIBinder back;
         int32_t sameProxy = 0;
-        EXPECT_EQ(STATUS_OK, AParcel_readStrongBinder(reply, back.getR()));
-        EXPECT_EQ(STATUS_OK, AParcel_readInt32(reply, &sameProxy));
-        AParcel_delete(reply);
+        EXPECT_EQ(STATUS_OK, AParcel_readStrongBinder(reply.get(), back.getR()));
+        EXPECT_EQ(STATUS_OK, AParcel_readInt32(reply.get(), &sameProxy));
         EXPECT_EQ(mine.get(), back.get()) << "round " << round << ": did not come home as itself";
         EXPECT_EQ(1, sameProxy) << "round " << round << ": one object, two live proxies there";
     }

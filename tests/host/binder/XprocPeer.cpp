@@ -3,7 +3,7 @@
  */
 
 // The other process of the tests' Socket rows (OtherProcess.h), started with
-// PLIM_BINDER_SOCKET_DIR set: `serve <name>` registers a peer object (PeerObject.h) under name and
+// PLIM_BINDER_SOCKET_DIR set: `serve <name>` registers a peer object (TestObject.h) under name and
 // serves until killed.
 
 #include <android/binder_manager.h>
@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "PeerObject.h"
+#include "TestObject.h"
 
 namespace {
 

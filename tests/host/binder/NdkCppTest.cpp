@@ -2,10 +2,11 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The generated NDK glue of IModem over the host binder, across simulated processes: what a
-// client calling a test IModem in the daemon (default process) gets back when the service fails
-// or the request is malformed. Well-formed requests cross in the service's own tests, responses
-// sender by sender in the binder front's tests.
+// The NDK's C++ layer over the host binder: AStatus and what each way of making one maps to; the
+// generated glue of IModem across simulated processes, where a client calling a test IModem in
+// the daemon (default process) gets back what the service failed with or that its request was
+// malformed (well-formed requests cross in the service's own tests, responses sender by sender in
+// the binder front's tests); and SharedRefBase's ownership checks.
 
 #include <aidl/vendor/vyr/plim/modem/BnModem.h>
 #include <aidl/vendor/vyr/plim/modem/IModem.h>
@@ -17,6 +18,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -27,13 +29,81 @@ using aidl::vendor::vyr::plim::modem::IModem;
 using aidl::vendor::vyr::plim::modem::IModemIndication;
 using aidl::vendor::vyr::plim::modem::IModemResponse;
 
+// ---- AStatus: each way of making one maps to the exception, codes and message the NDK gives -----
+
+struct StatusCase {
+    const char* name;
+    AStatus* (*make)();
+    bool ok;
+    binder_exception_t exception;
+    int32_t serviceSpecific;
+    binder_status_t status;
+    // Must appear in the description.
+    const char* described;
+    friend void PrintTo(const StatusCase& row, std::ostream* os) { *os << row.name; }
+};
+
+class StatusTest : public ::testing::TestWithParam<StatusCase> {};
+
+TEST_P(StatusTest, Accessors_WhenStatusMade_ReportItsKind) {
+    const StatusCase& c = GetParam();
+    ndk::ScopedAStatus status(c.make());
+    EXPECT_EQ(c.ok, status.isOk()) << "isOk is wrong";
+    EXPECT_EQ(c.exception, status.getExceptionCode()) << "exception code is wrong";
+    EXPECT_EQ(c.serviceSpecific, status.getServiceSpecificError())
+            << "service-specific code leaks into other kinds, or is lost";
+    EXPECT_EQ(c.status, status.getStatus())
+            << "transaction status leaks into other kinds, or is lost";
+    EXPECT_NE(std::string::npos, status.getDescription().find(c.described))
+            << "description '" << status.getDescription() << "' lacks '" << c.described << "'";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Kinds, StatusTest,
+        ::testing::Values(
+                StatusCase{"NewOk", [] { return AStatus_newOk(); }, true, EX_NONE, 0, STATUS_OK,
+                           "No error"},
+                StatusCase{"FromStatusOk", [] { return AStatus_fromStatus(STATUS_OK); }, true,
+                           EX_NONE, 0, STATUS_OK, "No error"},
+                StatusCase{"FromStatusDeadObject",
+                           [] { return AStatus_fromStatus(STATUS_DEAD_OBJECT); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_DEAD_OBJECT, "STATUS_DEAD_OBJECT"},
+                StatusCase{"FromStatusUnexpectedNull",
+                           [] { return AStatus_fromStatus(STATUS_UNEXPECTED_NULL); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_UNEXPECTED_NULL,
+                           "STATUS_UNEXPECTED_NULL"},
+                StatusCase{"BareTransactionFailed",
+                           [] { return AStatus_fromExceptionCode(EX_TRANSACTION_FAILED); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_FAILED_TRANSACTION,
+                           "EX_TRANSACTION_FAILED"},
+                StatusCase{"ExceptionWithMessage",
+                           [] {
+                               return AStatus_fromExceptionCodeWithMessage(EX_ILLEGAL_STATE,
+                                                                           "no modem");
+                           },
+                           false, EX_ILLEGAL_STATE, 0, STATUS_OK, "no modem"},
+                StatusCase{"ServiceSpecific", [] { return AStatus_fromServiceSpecificError(4); },
+                           false, EX_SERVICE_SPECIFIC, 4, STATUS_OK, "EX_SERVICE_SPECIFIC"},
+                StatusCase{"ExceptionNone", [] { return AStatus_fromExceptionCode(EX_NONE); }, true,
+                           EX_NONE, 0, STATUS_OK, "No error"},
+                // Codes the NDK does not name are pruned, as on a device.
+                StatusCase{"UnknownException", [] { return AStatus_fromExceptionCode(-42); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_FAILED_TRANSACTION,
+                           "STATUS_FAILED_TRANSACTION"},
+                StatusCase{"UnknownStatus", [] { return AStatus_fromStatus(-12345); }, false,
+                           EX_TRANSACTION_FAILED, 0, STATUS_UNKNOWN_ERROR, "STATUS_UNKNOWN_ERROR"}),
+        [](const ::testing::TestParamInfo<StatusCase>& info) { return info.param.name; });
+
+TEST(ScopedAStatusTest, IsOk_WhenEmpty_False) {
+    ndk::ScopedAStatus empty;
+    EXPECT_FALSE(empty.isOk()) << "a status never set must not pass as success";
+}
+
+// ---- The generated glue: a failing service, a malformed request ---------------------------------
+
 // The daemon side: records which requests reached it; rebootModem fails as a service can.
 class TestModem : public BnModem {
   public:
-    ndk::ScopedAStatus setCallback(const std::shared_ptr<IModemResponse>&,
-                                   const std::shared_ptr<IModemIndication>&) override {
-        return record("setCallback");
-    }
     ndk::ScopedAStatus rebootModem(int32_t) override {
         return ndk::ScopedAStatus::fromServiceSpecificErrorWithMessage(7, "modem busy");
     }
@@ -41,6 +111,8 @@ class TestModem : public BnModem {
     ndk::ScopedAStatus Name(__VA_ARGS__) override { \
         return record(#Name);                       \
     }
+    PLIM_REQUEST(setCallback, const std::shared_ptr<IModemResponse>&,
+                 const std::shared_ptr<IModemIndication>&)
     PLIM_REQUEST(getBuildTime, int32_t)
     PLIM_REQUEST(getBuildId, int32_t)
     PLIM_REQUEST(readNv, int32_t, int32_t, int8_t, int8_t)
@@ -178,11 +250,8 @@ struct MisuseRow {
     const char* name;
     void (*misuse)();
     const char* message;
+    friend void PrintTo(const MisuseRow& row, std::ostream* os) { *os << row.name; }
 };
-
-void PrintTo(const MisuseRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class SharedRefBaseMisuseTest : public ::testing::TestWithParam<MisuseRow> {};
 
