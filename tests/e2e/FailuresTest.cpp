@@ -19,14 +19,6 @@ namespace {
 
 constexpr const char* kBuildId = "get-build-id: error 0 (OK), result: PLIM.SIM.1.0-00042\n";
 
-size_t occurrences(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
 class FailuresTest : public E2eTest {
   protected:
     /** Makes every build id request take `micros` more in the modem. */

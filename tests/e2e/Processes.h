@@ -62,6 +62,9 @@ class Process {
 /** Polls `done` every 10 ms for up to `limit`; whether it came true. */
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 60s);
 
+/** How many times `part` occurs in `text`. */
+size_t occurrences(const std::string& text, const std::string& part);
+
 struct CliResult {
     int status;  // the exit status; -1 if it hung or died by a signal
     std::string out;
