@@ -8,8 +8,6 @@
 
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #include "BinderClass.h"
@@ -18,28 +16,18 @@
 #include "Parcel.h"
 #include "Process.h"
 #include "RemoteBinder.h"
+#include "Required.h"
 #include "ThreadContext.h"
 #include "TransactionCodes.h"
 #include "WeakBinder.h"
 
+using hostbinder::required;
 using hostbinder::ThreadContext;
 
 namespace {
 
 // Flags a transaction may carry: oneway, clear-buffer and the vendor-private bit.
 constexpr binder_flags_t kKnownFlags = FLAG_ONEWAY | 0x20 | 0x10000000;
-
-// A null class, binder or recipient where a call needs one is a caller's bug that ends the
-// process on a device as well; say which call instead of crashing on the pointer, or worse,
-// quietly going on where a device would not.
-template <typename T>
-T* required(T* pointer, const char* function, const char* what) {
-    if (pointer == nullptr) {
-        std::fprintf(stderr, "binder: %s called with a null %s\n", function, what);
-        std::abort();
-    }
-    return pointer;
-}
 
 }  // namespace
 
@@ -55,11 +43,11 @@ AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
 }
 
 void AIBinder_Class_disableInterfaceTokenHeader(AIBinder_Class* clazz) {
-    required(clazz, __func__, "class")->writeHeader = false;
+    required(clazz, __func__, "class").writeHeader = false;
 }
 
 const char* AIBinder_Class_getDescriptor(const AIBinder_Class* clazz) {
-    return required(clazz, __func__, "class")->descriptor.c_str();
+    return required(clazz, __func__, "class").descriptor.c_str();
 }
 
 AIBinder* AIBinder_new(const AIBinder_Class* clazz, void* args) {
@@ -69,11 +57,11 @@ AIBinder* AIBinder_new(const AIBinder_Class* clazz, void* args) {
 }
 
 bool AIBinder_isRemote(const AIBinder* binder) {
-    return required(binder, __func__, "binder")->isRemote();
+    return required(binder, __func__, "binder").isRemote();
 }
 
 bool AIBinder_isAlive(const AIBinder* binder) {
-    return required(binder, __func__, "binder")->isAlive();
+    return required(binder, __func__, "binder").isAlive();
 }
 
 binder_status_t AIBinder_ping(AIBinder* binder) {
@@ -144,11 +132,11 @@ bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz) {
 }
 
 const AIBinder_Class* AIBinder_getClass(AIBinder* binder) {
-    return required(binder, __func__, "binder")->getClass();
+    return required(binder, __func__, "binder").getClass();
 }
 
 void* AIBinder_getUserData(AIBinder* binder) {
-    if (required(binder, __func__, "binder")->isRemote())
+    if (required(binder, __func__, "binder").isRemote())
         return nullptr;
     return binder->asLocal().userData();
 }
@@ -197,7 +185,7 @@ binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, APa
 }
 
 AIBinder_Weak* AIBinder_Weak_new(AIBinder* binder) {
-    return new AIBinder_Weak(required(binder, __func__, "binder"));
+    return new AIBinder_Weak(&required(binder, __func__, "binder"));
 }
 
 void AIBinder_Weak_delete(AIBinder_Weak* weakBinder) {
@@ -215,7 +203,7 @@ AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
 
 void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
                                            AIBinder_DeathRecipient_onBinderUnlinked onUnlinked) {
-    required(recipient, __func__, "death recipient")->setOnUnlinked(onUnlinked);
+    required(recipient, __func__, "death recipient").setOnUnlinked(onUnlinked);
 }
 
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient) {

@@ -6,27 +6,21 @@
 
 #include <android/binder_parcel.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
 #include "Parcel.h"
+#include "Required.h"
 #include "Status.h"
 
 namespace {
 
-// A null parcel is a caller's bug that would crash on a device as well; say which call.
 const AParcel& checked(const AParcel* parcel, const char* function) {
-    if (parcel == nullptr) {
-        std::fprintf(stderr, "binder: %s called with a null AParcel\n", function);
-        std::abort();
-    }
-    return *parcel;
+    return hostbinder::required(parcel, function, "AParcel");
 }
 
 AParcel& checked(AParcel* parcel, const char* function) {
-    return const_cast<AParcel&>(checked(static_cast<const AParcel*>(parcel), function));
+    return hostbinder::required(parcel, function, "AParcel");
 }
 
 template <typename T>

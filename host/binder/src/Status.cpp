@@ -4,10 +4,9 @@
 
 #include "Status.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "Required.h"
 #include "StatusNames.h"
 
 AStatus AStatus::fromStatus(binder_status_t status) {
@@ -33,13 +32,8 @@ std::string AStatus::describe() const {
 
 namespace {
 
-// A null status is a caller's bug that would crash on a device as well; say which call.
 const AStatus& checked(const AStatus* status, const char* function) {
-    if (status == nullptr) {
-        std::fprintf(stderr, "binder: %s called with a null AStatus\n", function);
-        std::abort();
-    }
-    return *status;
+    return hostbinder::required(status, function, "AStatus");
 }
 
 }  // namespace
