@@ -105,20 +105,13 @@ class CallbackWrapperTest : public ::testing::TestWithParam<LeaveRow> {
         return errors;
     }
 
-    // Sends one response through the holder; what the client must then have received.
-    std::vector<std::string> respondTo(TestClient& client, int serial) {
-        EXPECT_EQ(OK, ModemResponse::respondSetSarState(serial, OK))
-                << "the held callback did not take the response";
-        return {client.name() + ": respondSetSarState type=0 serial=" + std::to_string(serial) +
-                " error=0"};
-    }
-
     test::LogCapture log_;
     TestClient a_{"client-a"};
     TestClient b_{"client-b"};
 };
 
-TEST_F(CallbackWrapperTest, Update_WhenSameRemoteCallbackSetTwice_LinksOnce) {
+// The same remote callback set twice (each setCallback brings a new proxy object) is one link.
+TEST_F(CallbackWrapperTest, OnClientDied_WhenHeldClientKilled_ClearsOnceThenWatchesNext) {
     std::shared_ptr<IModemResponse> first = a_.responseProxy();
     std::shared_ptr<IModemResponse> second = a_.responseProxy();
     ASSERT_NE(first, second) << "two setCallbacks must bring distinct proxy objects";
@@ -130,38 +123,12 @@ TEST_F(CallbackWrapperTest, Update_WhenSameRemoteCallbackSetTwice_LinksOnce) {
 
     ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
     ABinderHost_waitForIdle();
-    EXPECT_EQ(1u, count(Log::WARN, kDied)) << "one death must give one notice\n" << log_.dump();
-    EXPECT_EQ(1u, count(Log::WARN, kUnlinked)) << "one client must have one death link";
-    EXPECT_EQ(nullptr, holder().get()) << "the dead client's callback is still held";
-}
-
-TEST_F(CallbackWrapperTest, Get_WhenCallbackReplacedDuringResponse_CopyStillReachesOldClient) {
-    holder().update(a_.responseProxy());
-    std::shared_ptr<IModemResponse> inFlight = holder().get();  // what a sender takes
-    std::weak_ptr<IModemResponse> old = inFlight;
-    holder().update(b_.responseProxy());
-
-    aidl::vendor::vyr::plim::modem::ResponseInfo info{0, 41, 0};
-    EXPECT_TRUE(inFlight->respondSetSarState(info).isOk()) << "the replaced callback was unusable";
-    const std::vector<std::string> toB = respondTo(b_, 42);
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(std::vector<std::string>{"client-a: respondSetSarState type=0 serial=41 error=0"},
-              test::texts(a_.takeCalls()))
-            << "the in-flight response did not reach the old client alone";
-    EXPECT_EQ(toB, test::texts(b_.takeCalls())) << "the later response missed the new client";
-    inFlight.reset();
-    EXPECT_TRUE(old.expired()) << "the holder kept a reference to the replaced callback";
-}
-
-TEST_F(CallbackWrapperTest,
-       OnClientDied_WhenHeldClientKilled_ClearsWithoutUnlinkErrorThenWatchesNext) {
-    holder().update(a_.responseProxy());
-    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
-    ABinderHost_waitForIdle();
     EXPECT_EQ(nullptr, holder().get()) << "the dead client's callback is still held";
     EXPECT_EQ(1u, count(Log::WARN, kDied))
-            << "the death was not reported with the holder as cookie";
-    EXPECT_EQ(2u, count(Log::INFO, kUpdating)) << "the death did not clear through update";
+            << "one death must give one notice, with the holder as cookie\n"
+            << log_.dump();
+    EXPECT_EQ(1u, count(Log::WARN, kUnlinked)) << "one client must have one death link";
+    EXPECT_EQ(3u, count(Log::INFO, kUpdating)) << "the death did not clear through update";
     EXPECT_EQ(0u, errorLines()) << "clearing a dead client logged an error\n" << log_.dump();
     EXPECT_EQ(INVALID_STATE, ModemResponse::respondRebootModem(5, OK))
             << "a response after the death was not dropped";
@@ -204,9 +171,11 @@ TEST_P(CallbackWrapperTest, Update_WhenCallbackLeaves_ItsClientsDeathSparesTheHo
     held.reset();
     successor.reset();
     if (row.replaced) {
-        const std::vector<std::string> expected = respondTo(b_, 7);
+        EXPECT_EQ(OK, ModemResponse::respondSetSarState(7, OK)) << "the successor was not held";
         ABinderHost_waitForIdle();
-        EXPECT_EQ(expected, test::texts(b_.takeCalls())) << "the successor lost the response";
+        EXPECT_EQ(std::vector<std::string>{"client-b: respondSetSarState type=0 serial=7 error=0"},
+                  test::texts(b_.takeCalls()))
+                << "the successor lost the response";
     }
 }
 

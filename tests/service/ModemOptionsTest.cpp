@@ -79,15 +79,10 @@ INSTANTIATE_TEST_SUITE_P(
                            {"-i", "-4294967295"},
                            INVALID_ARGUMENT,
                            std::nullopt},
-                OptionsRow{"IdBelowLongRefused",
-                           {"-i", "-55555555555555555555"},
-                           INVALID_ARGUMENT,
-                           std::nullopt},
                 OptionsRow{"SecondIdIgnored", {"-i", "1", "-i", "7"}, OK, 1},
                 OptionsRow{
                         "UnknownOptionAndMissingArgumentSkipped", {"-x", "-i"}, OK, std::nullopt},
-                OptionsRow{"BareWordSkipped", {"word", "-i", "1"}, OK, 1},
-                OptionsRow{"NoOptions", {}, OK, std::nullopt}),
+                OptionsRow{"BareWordSkipped", {"word", "-i", "1"}, OK, 1}),
         [](const ::testing::TestParamInfo<OptionsRow>& info) { return info.param.name; });
 
 TEST_F(ModemOptionsTest, Parse_WhenNoArgvOrCount_ReturnsInvalidArgument) {
