@@ -78,10 +78,8 @@ std::string logValue(const Value& value) {
 
 MethodRow makeRow(const char* name, std::function<ndk::ScopedAStatus(IModem&)> request,
                   int (*respond)(int, Errno)) {
-    return MethodRow{
-            name, std::move(request),
-            "",   [respond](int serial, Errno err, size_t) { return respond(serial, err); },
-            {},   {}};
+    auto send = [respond](int serial, Errno err, size_t) { return respond(serial, err); };
+    return MethodRow{name, std::move(request), "", send, {}, {}};
 }
 
 // Value is the result type as the sender takes it (by value or by const reference).
