@@ -13,18 +13,174 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-
-#include "TestObject.h"
+#include <mutex>
 
 extern char** environ;
+
+namespace testobject {
+
+const AIBinder_Class* objectClass() {
+    static const AIBinder_Class* clazz = AIBinder_Class_define(
+            "plim.test.IObject",
+            [](void* args) -> void* {
+                return new Handler(std::move(*static_cast<Handler*>(args)));
+            },
+            [](void* userData) { delete static_cast<Handler*>(userData); },
+            [](AIBinder* binder, transaction_code_t code, const AParcel* in, AParcel* out) {
+                return (*static_cast<Handler*>(AIBinder_getUserData(binder)))(code, in, out);
+            });
+    return clazz;
+}
+
+ndk::SpAIBinder create(Handler handler) {
+    return ndk::SpAIBinder(AIBinder_new(objectClass(), &handler));
+}
+
+ndk::SpAIBinder sendTo(ABinderHost_Process* process, const ndk::SpAIBinder& binder) {
+    static std::atomic<int> counter{0};
+    const std::string name = "plim.test.carrier/" + std::to_string(counter++);
+    if (AServiceManager_addService(binder.get(), name.c_str()) != EX_NONE)
+        return nullptr;
+    ABinderHost_Process* previous = ABinderHost_Process_enter(process);
+    ndk::SpAIBinder received(AServiceManager_checkService(name.c_str()));
+    ABinderHost_Process_enter(previous);
+    if (received.get() != nullptr && !AIBinder_associateClass(received.get(), objectClass()))
+        return nullptr;
+    return received;
+}
+
+binder_status_t callWith(const ndk::SpAIBinder& binder, transaction_code_t code,
+                         const std::vector<int32_t>& args, ndk::ScopedAParcel* reply,
+                         binder_flags_t flags, AIBinder* first) {
+    ndk::ScopedAParcel in;
+    binder_status_t status = AIBinder_prepareTransaction(binder.get(), in.getR());
+    if (status == STATUS_OK && first != nullptr)
+        status = AParcel_writeStrongBinder(in.get(), first);
+    for (int32_t arg : args) {
+        if (status == STATUS_OK)
+            status = AParcel_writeInt32(in.get(), arg);
+    }
+    if (status != STATUS_OK)
+        return status;
+    ndk::ScopedAParcel out;
+    status = AIBinder_transact(binder.get(), code, in.getR(), out.getR(), flags);
+    if (reply != nullptr)
+        *reply = std::move(out);
+    return status;
+}
+
+}  // namespace testobject
+
+namespace xproc {
+
+namespace {
+
+// One gate for the whole executable (a test has one other process at a time), and one mutex for
+// the gate and the records.
+std::mutex gMutex;
+std::condition_variable gGateChanged;
+bool gGateClosed = false;
+
+struct State {
+    int32_t count = 0;
+    int32_t inside = 0;
+};
+
+binder_status_t record(State& state) {
+    // A simulated process being killed waits for its handlers: they leave when it dies.
+    ABinderHost_Process* self = ABinderHost_Process_getCurrent();
+    std::unique_lock<std::mutex> lock(gMutex);
+    ++state.inside;
+    while (gGateClosed && ABinderHost_Process_isAlive(self))
+        gGateChanged.wait_for(lock, std::chrono::milliseconds(5));
+    --state.inside;
+    ++state.count;
+    return STATUS_OK;
+}
+
+binder_status_t callBack(const AParcel* in, AParcel* out) {
+    ndk::SpAIBinder target;
+    int32_t value = 0, answer = 0;
+    if (AParcel_readStrongBinder(in, target.getR()) != STATUS_OK ||
+        AParcel_readInt32(in, &value) != STATUS_OK || target.get() == nullptr ||
+        !AIBinder_associateClass(target.get(), testobject::objectClass()))
+        return STATUS_BAD_VALUE;
+    ndk::ScopedAParcel reply;
+    const binder_status_t status = callWith(target, FIRST_CALL_TRANSACTION, {value}, &reply);
+    if (status == STATUS_OK)
+        AParcel_readInt32(reply.get(), &answer);
+    AParcel_writeInt32(out, status);
+    return AParcel_writeInt32(out, answer);
+}
+
+binder_status_t handle(State& state, transaction_code_t code, const AParcel* in, AParcel* out) {
+    int32_t size = 0;
+    switch (code) {
+        case kCallBack:
+            return callBack(in, out);
+        case kRecord:
+            return record(state);
+        case kRecorded: {
+            std::lock_guard<std::mutex> lock(gMutex);
+            AParcel_writeInt32(out, state.count);
+            return AParcel_writeInt32(out, state.inside);
+        }
+        case kCloseGate:
+        case kOpenGate: {
+            std::lock_guard<std::mutex> lock(gMutex);
+            gGateClosed = code == kCloseGate;
+            gGateChanged.notify_all();
+            return STATUS_OK;
+        }
+        case kNewObject:
+            return AParcel_writeStrongBinder(out, newPeerObject().get());
+        case kPending:
+            return AParcel_writeInt32(out, static_cast<int32_t>(ABinderHost_Process_getPendingWork(
+                                                   ABinderHost_Process_getCurrent())) -
+                                                   1);
+        case kSizedReply:
+            if (AParcel_readInt32(in, &size) != STATUS_OK || size < 4)
+                return STATUS_BAD_VALUE;
+            return ndk::AParcel_writeVector(out,
+                                            std::vector<uint8_t>(static_cast<size_t>(size - 4)));
+        default:
+            return STATUS_UNKNOWN_TRANSACTION;
+    }
+}
+
+}  // namespace
+
+ndk::SpAIBinder newPeerObject() {
+    auto state = std::make_shared<State>();
+    return testobject::create([state](transaction_code_t code, const AParcel* in, AParcel* out) {
+        return handle(*state, code, in, out);
+    });
+}
+
+}  // namespace xproc
 
 namespace {
 
 // Static storage without a destructor: the exit handler that removes it runs after the static
 // strings are gone.
 char gSocketDir[] = "/tmp/plim-xproc-XXXXXX";
+
+const char* socketDirectory() {
+    static const char* directory = [] {
+        const char* made = mkdtemp(gSocketDir);
+        if (made != nullptr) {
+            std::atexit([] {
+                std::error_code ignored;
+                std::filesystem::remove_all(gSocketDir, ignored);
+            });
+        }
+        return made;
+    }();
+    return directory;
+}
 
 std::string uniqueName() {
     static std::atomic<int> counter{0};
@@ -37,38 +193,10 @@ std::string transportName(TransportKind kind) {
     return kind == TransportKind::kInProcess ? "InProcess" : "Socket";
 }
 
-const std::string& OtherProcess::socketDirectory() {
-    static const std::string directory = [] {
-        const char* made = mkdtemp(gSocketDir);
-        if (made != nullptr) {
-            std::atexit([] {
-                std::error_code ignored;
-                std::filesystem::remove_all(gSocketDir, ignored);
-            });
-        }
-        return std::string(made != nullptr ? made : "");
-    }();
-    return directory;
-}
-
-void OtherProcess::selectTransport(TransportKind kind, uint32_t maxThreads) {
-    if (kind == TransportKind::kSocket) {
-        ASSERT_FALSE(socketDirectory().empty()) << "no temporary directory";
-        setenv("PLIM_BINDER_SOCKET_DIR", socketDirectory().c_str(), 1);
-    } else {
-        unsetenv("PLIM_BINDER_SOCKET_DIR");
-    }
-    if (maxThreads != kPoolStartedByTest) {
-        ABinderProcess_setThreadPoolMaxThreadCount(maxThreads);
-        ABinderProcess_startThreadPool();
-    }
-}
-
 OtherProcess::OtherProcess(TransportKind kind) : mName(uniqueName()) {
     if (kind == TransportKind::kInProcess) {
         mSimulated = std::make_unique<ndk::host::ScopedProcess>("other");
         mSimulated->startThreadPool(3);
-        mPid = mSimulated->pid();
         ndk::SpAIBinder object = mSimulated->run([] { return xproc::newPeerObject(); });
         if (mSimulated->run([&] {
                 return AServiceManager_addService(object.get(), mName.c_str());
@@ -90,10 +218,6 @@ OtherProcess::OtherProcess(TransportKind kind) : mName(uniqueName()) {
         mObject.set(nullptr);
 }
 
-OtherProcess::~OtherProcess() {
-    kill();
-}
-
 bool OtherProcess::kill() {
     if (mSimulated != nullptr)
         return mSimulated->kill();
@@ -101,16 +225,8 @@ bool OtherProcess::kill() {
         return false;
     ::kill(mPid, SIGKILL);
     waitpid(mPid, nullptr, 0);
-    mPid = -mPid;  // keeps pid() meaningless rather than naming a reused pid
+    mPid = -1;  // never to name a reused pid
     return true;
-}
-
-int32_t OtherProcess::pendingWork() const {
-    ndk::ScopedAParcel reply;
-    int32_t pending = -1;
-    if (callWith(mObject, xproc::kPending, {}, &reply) == STATUS_OK)
-        AParcel_readInt32(reply.get(), &pending);
-    return pending;
 }
 
 bool OtherProcess::waitForIdle() {
@@ -118,7 +234,12 @@ bool OtherProcess::waitForIdle() {
         mSimulated->waitForIdle();
         return true;
     }
-    return eventually([&] { return pendingWork() == 0; });
+    return eventually([&] {
+        ndk::ScopedAParcel reply;
+        int32_t pending = -1;
+        return callWith(mObject, xproc::kPending, {}, &reply) == STATUS_OK &&
+               AParcel_readInt32(reply.get(), &pending) == STATUS_OK && pending == 0;
+    });
 }
 
 binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
@@ -135,44 +256,26 @@ binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
     return AIBinder_transact(peerObject.get(), xproc::kRecord, in.getR(), out.getR(), flags);
 }
 
-Relayed callBackThrough(const ndk::SpAIBinder& peerObject, AIBinder* target, int32_t value,
-                        binder_flags_t flags, int32_t count, int32_t threads) {
-    Relayed relayed;
-    ndk::ScopedAParcel reply;
-    relayed.status =
-            callWith(peerObject, xproc::kCallBack,
-                     {FIRST_CALL_TRANSACTION, value, static_cast<int32_t>(flags), count, threads},
-                     &reply, 0, target);
-    if (relayed.status == STATUS_OK) {
-        AParcel_readInt32(reply.get(), &relayed.status);
-        AParcel_readInt32(reply.get(), &relayed.answer);
-    }
-    return relayed;
-}
-
 PeerRecord recordOf(const ndk::SpAIBinder& peerObject) {
     PeerRecord record;
-    record.inside = -1;
     ndk::ScopedAParcel reply;
-    int32_t count = 0;
-    int32_t overlapped = 0;
-    if (callWith(peerObject, xproc::kRecorded, {}, &reply) == STATUS_OK &&
-        AParcel_readInt32(reply.get(), &count) == STATUS_OK &&
-        AParcel_readInt32(reply.get(), &record.inside) == STATUS_OK &&
-        AParcel_readInt32(reply.get(), &overlapped) == STATUS_OK) {
-        record.overlapped = overlapped != 0;
-        record.values.resize(static_cast<size_t>(count));
-        record.callers.resize(static_cast<size_t>(count));
-        for (size_t i = 0; i < record.values.size(); ++i) {
-            AParcel_readInt32(reply.get(), &record.values[i]);
-            AParcel_readInt32(reply.get(), &record.callers[i]);
-        }
-    }
+    if (callWith(peerObject, xproc::kRecorded, {}, &reply) != STATUS_OK ||
+        AParcel_readInt32(reply.get(), &record.count) != STATUS_OK ||
+        AParcel_readInt32(reply.get(), &record.inside) != STATUS_OK)
+        record.inside = -1;
     return record;
 }
 
-void TwoProcessTest::startOther(TransportKind kind, uint32_t ownMaxThreads) {
-    OtherProcess::selectTransport(kind, ownMaxThreads);
+void TwoProcessTest::startOther(TransportKind kind) {
+    if (kind == TransportKind::kSocket) {
+        ASSERT_NE(nullptr, socketDirectory()) << "no temporary directory";
+        setenv("PLIM_BINDER_SOCKET_DIR", socketDirectory(), 1);
+    } else {
+        unsetenv("PLIM_BINDER_SOCKET_DIR");
+    }
+    // Callbacks from the other process run on this process's pool.
+    ABinderProcess_setThreadPoolMaxThreadCount(2);
+    ABinderProcess_startThreadPool();
     other = std::make_unique<OtherProcess>(kind);
     ASSERT_NE(nullptr, other->object().get()) << "the other process never served its object";
 }

@@ -3,11 +3,9 @@
  */
 
 // The process a test talks binder with, over either transport: a simulated process of the test
-// executable (InProcess) or a real process started from XprocPeer (Socket), each serving a peer
-// object (TestObject.h). The test itself runs in the default process. CTest runs every case in
-// a process of its own, so a case picks its transport in SetUp, before its first binder call.
-//
-// Threads: the test's thread.
+// executable (InProcess) or a real process running XprocPeer (Socket), each serving a peer
+// object, so that one test body drives either. The test itself runs in the default process;
+// CTest runs every case in a process of its own, so a case picks its transport in SetUp.
 
 #pragma once
 
@@ -16,24 +14,75 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <chrono>
+#include <functional>
 #include <memory>
-#include <ostream>
 #include <string>
-#include <tuple>
+#include <thread>
 #include <vector>
 
-#include "TestObject.h"
-#include "Waiting.h"
+// Polls predicate until it holds; false if it did not within limit, so that a lost wake-up
+// fails the test instead of hanging it.
+template <typename Predicate>
+bool eventually(Predicate predicate, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!predicate()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+namespace testobject {
+
+using Handler = std::function<binder_status_t(transaction_code_t, const AParcel*, AParcel*)>;
+
+const AIBinder_Class* objectClass();
+// A new local test object, owned by the calling thread's process, running handler.
+ndk::SpAIBinder create(Handler handler);
+// binder as seen from process: registered by the calling thread's process, looked up from process.
+ndk::SpAIBinder sendTo(ABinderHost_Process* process, const ndk::SpAIBinder& binder);
+
+// A call with the given int32 arguments (after first, if any); *reply (if any) gets the reply.
+binder_status_t callWith(const ndk::SpAIBinder& binder, transaction_code_t code,
+                         const std::vector<int32_t>& args, ndk::ScopedAParcel* reply = nullptr,
+                         binder_flags_t flags = 0, AIBinder* first = nullptr);
+
+}  // namespace testobject
+
+using testobject::callWith;
+
+// The peer object's transaction codes.
+namespace xproc {
+
+// binder b, int32 v: the server calls FIRST_CALL_TRANSACTION(v) on b -> int32 its status, int32
+// its int32 answer.
+constexpr transaction_code_t kCallBack = FIRST_CALL_TRANSACTION;
+// Waits while the gate is closed, then counts the call in this object's record.
+constexpr transaction_code_t kRecord = FIRST_CALL_TRANSACTION + 1;
+// -> int32 kRecord calls that ran, int32 kRecord calls inside now.
+constexpr transaction_code_t kRecorded = FIRST_CALL_TRANSACTION + 2;
+// Closes / opens the gate of the server's process.
+constexpr transaction_code_t kCloseGate = FIRST_CALL_TRANSACTION + 3;
+constexpr transaction_code_t kOpenGate = FIRST_CALL_TRANSACTION + 4;
+// -> binder: a new peer object with a record of its own.
+constexpr transaction_code_t kNewObject = FIRST_CALL_TRANSACTION + 5;
+// -> int32 work pending in the server's process, not counting this call.
+constexpr transaction_code_t kPending = FIRST_CALL_TRANSACTION + 6;
+// int32 n (a multiple of 4, at least 4) -> a reply of exactly n bytes: a byte[] filling it.
+constexpr transaction_code_t kSizedReply = FIRST_CALL_TRANSACTION + 7;
+
+// A new peer object owned by the calling thread's process.
+ndk::SpAIBinder newPeerObject();
+
+}  // namespace xproc
 
 enum class TransportKind { kInProcess, kSocket };
 
-// Named rows: InProcess, Socket.
+std::string transportName(TransportKind kind);
 inline auto bothTransports() {
     return ::testing::Values(TransportKind::kInProcess, TransportKind::kSocket);
-}
-std::string transportName(TransportKind kind);
-inline void PrintTo(TransportKind kind, std::ostream* os) {
-    *os << transportName(kind);
 }
 inline std::string transportRowName(const ::testing::TestParamInfo<TransportKind>& info) {
     return transportName(info.param);
@@ -41,18 +90,9 @@ inline std::string transportRowName(const ::testing::TestParamInfo<TransportKind
 
 class OtherProcess {
   public:
-    static constexpr uint32_t kPoolStartedByTest = UINT32_MAX;
-
-    // Makes this test process use the transport, and starts its own binder thread pool (callbacks
-    // from the other process run there) unless maxThreads is kPoolStartedByTest. Before the
-    // process's first binder call.
-    static void selectTransport(TransportKind kind, uint32_t maxThreads = 2);
-    // The socket directory of this process ("" if none could be made).
-    static const std::string& socketDirectory();
-
     // Starts the other process; object() is valid once it returns.
     explicit OtherProcess(TransportKind kind);
-    ~OtherProcess();  // kills it if still alive
+    ~OtherProcess() { kill(); }
     OtherProcess(const OtherProcess&) = delete;
     OtherProcess& operator=(const OtherProcess&) = delete;
 
@@ -60,12 +100,8 @@ class OtherProcess {
     const ndk::SpAIBinder& object() const { return mObject; }
     // The name its peer object is registered under (with the service manager of its transport).
     const std::string& name() const { return mName; }
-    // What AIBinder_getCallingPid reports for its calls.
-    pid_t pid() const { return mPid; }
     // Kills it as SIGKILL would; false if it was dead already.
     bool kill();
-    // Its transactions queued or running, not counting the one asking; -1 if it did not answer.
-    int32_t pendingWork() const;
     // Waits until the other process has no transactions queued or running; false on timeout.
     bool waitForIdle();
 
@@ -76,21 +112,23 @@ class OtherProcess {
     ndk::SpAIBinder mObject;
 };
 
-// What a peer object's kRecord calls left behind.
+// What a peer object's kRecord calls left behind; inside is -1 if it could not be read.
 struct PeerRecord {
+    int32_t count = 0;   // calls that ran
     int32_t inside = 0;  // calls in the handler now, at the gate or past it
-    bool overlapped = false;
-    std::vector<int32_t> values;
-    std::vector<int32_t> callers;  // calling pids
 };
-// The record of a peer object; inside is -1 if it could not be read.
 PeerRecord recordOf(const ndk::SpAIBinder& peerObject);
 
-// Base of the fixtures that run against both transports: starts the other process, and ends by
-// opening its gate and asserting that neither process has work left.
+// A kRecord call to a peer object whose request is exactly dataSize bytes (a multiple of 4).
+binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
+                            binder_flags_t flags);
+
+// Base of the fixtures with another process: makes this process use the transport with a pool of
+// its own, starts the other, and ends by opening its gate and asserting that neither process has
+// work left.
 class TwoProcessTest : public ::testing::Test {
   protected:
-    void startOther(TransportKind kind, uint32_t ownMaxThreads = 2);
+    void startOther(TransportKind kind);
     void TearDown() override;
 
     // Another peer object of the other process, with a record of its own.
@@ -104,36 +142,3 @@ class TransportTest : public TwoProcessTest, public ::testing::WithParamInterfac
   protected:
     void SetUp() override { startOther(GetParam()); }
 };
-
-// The fixture of table-driven suites whose every row runs on both transports.
-template <typename Row>
-class TransportRowTest : public TwoProcessTest,
-                         public ::testing::WithParamInterface<std::tuple<TransportKind, Row>> {
-  protected:
-    void SetUp() override { startOther(std::get<0>(this->GetParam())); }
-    const Row& row() const { return std::get<1>(this->GetParam()); }
-};
-
-// Names a row of bothTransports() x rows that have a name: InProcessName, SocketName.
-template <typename Row>
-std::string transportAndRowName(
-        const ::testing::TestParamInfo<std::tuple<TransportKind, Row>>& info) {
-    return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
-}
-
-using testobject::callWith;
-
-// A kRecord call to a peer object whose request is exactly dataSize bytes (a multiple of 4).
-binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
-                            binder_flags_t flags);
-
-// What a kCallBack relayed: the first failing status of its calls (or of the kCallBack itself),
-// and the answer of the last two-way one.
-struct Relayed {
-    binder_status_t status = STATUS_UNKNOWN_ERROR;
-    int32_t answer = 0;
-};
-// Has the peer object make count calls FIRST_CALL_TRANSACTION(value) to target, from threads
-// threads of its process.
-Relayed callBackThrough(const ndk::SpAIBinder& peerObject, AIBinder* target, int32_t value,
-                        binder_flags_t flags = 0, int32_t count = 1, int32_t threads = 1);

@@ -15,12 +15,11 @@
 #include <future>
 #include <memory>
 #include <mutex>
-#include <ostream>
 
+#include "OtherProcess.h"
 #include "PendingWork.h"
 #include "Process.h"
 #include "ThreadContext.h"
-#include "Waiting.h"
 #include "Work.h"
 #include "WorkTracker.h"
 
@@ -31,35 +30,18 @@ using hostbinder::Process;
 using hostbinder::Work;
 using namespace std::chrono_literals;
 
-// Work that runs a function, counted as pending while it exists.
+// Work that runs a function, counted as pending while it exists unless pendingIn is null.
 class FunctionWork : public Work {
   public:
-    FunctionWork(std::shared_ptr<Process> process, std::function<void()> body)
-        : mPending(std::move(process)), mBody(std::move(body)) {}
+    FunctionWork(std::shared_ptr<Process> pendingIn, std::function<void()> body)
+        : mPending(pendingIn ? std::make_unique<PendingWork>(std::move(pendingIn)) : nullptr),
+          mBody(std::move(body)) {}
     void run() override { mBody(); }
     void cancel() override {}
 
   private:
-    PendingWork mPending;
+    std::unique_ptr<PendingWork> mPending;
     std::function<void()> mBody;
-};
-
-// Stands for reading a connection: holds its binder thread until released, then ends for good.
-class DutyWork : public Work {
-  public:
-    DutyWork(Process& process, Latch& started, Latch& release)
-        : mProcess(process), mStarted(started), mRelease(release) {}
-    void run() override {
-        mStarted.open();
-        mRelease.wait();
-        mProcess.dutyEnded();
-    }
-    void cancel() override {}
-
-  private:
-    Process& mProcess;
-    Latch& mStarted;
-    Latch& mRelease;
 };
 
 class ThreadHandOffTest : public ::testing::Test {
@@ -71,9 +53,8 @@ class ThreadHandOffTest : public ::testing::Test {
     }
 
     void TearDown() override {
-        // Whatever a failed case left blocked goes first, so that the pool can drain.
-        mReleaseBusy.open();
-        mReleaseDuty.open();
+        // A duty a failed case left blocked goes first, so that the pool can drain.
+        mReleaseDuty = true;
         hostbinder::WorkTracker::instance().waitForIdle(*mProcess);
         EXPECT_EQ(0u, hostbinder::WorkTracker::instance().pending(*mProcess))
                 << "work left pending";
@@ -85,60 +66,26 @@ class ThreadHandOffTest : public ::testing::Test {
     }
 
     // Declared before the process, so that they outlive its threads.
-    Latch mBusyRunning;
-    Latch mReleaseBusy;
-    Latch mDutyStarted;
-    Latch mReleaseDuty;
+    std::atomic<bool> mDutyStarted{false};
+    std::atomic<bool> mReleaseDuty{false};
     std::shared_ptr<Process> mProcess;
 };
-
-struct RefusalCase {
-    const char* name;
-    bool poolStarted;
-    int busyThreads;
-    friend void PrintTo(const RefusalCase& row, std::ostream* os) { *os << row.name; }
-};
-
-class ThreadHandOffRefusalTest : public ThreadHandOffTest,
-                                 public ::testing::WithParamInterface<RefusalCase> {};
-
-// With an idle thread the duty is taken: ServeInPlace below.
-TEST_P(ThreadHandOffRefusalTest, HandOff_WhenNoThreadIsIdle_RefusedAndDutyStaysWithCaller) {
-    const RefusalCase& row = GetParam();
-    if (row.poolStarted)
-        mProcess->startThreadPool();
-    auto running = std::make_shared<std::atomic<int>>(0);
-    for (int i = 0; i < row.busyThreads; ++i) {
-        mProcess->post(std::make_unique<FunctionWork>(mProcess, [this, running, &row] {
-            if (++*running == row.busyThreads)
-                mBusyRunning.open();
-            mReleaseBusy.wait();
-        }));
-    }
-    if (row.busyThreads > 0) {
-        ASSERT_TRUE(mBusyRunning.wait()) << "the pool never ran the busy work";
-    }
-
-    std::unique_ptr<Work> duty = std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
-    EXPECT_FALSE(mProcess->handOff(&duty))
-            << "no idle thread: the caller must queue its work instead";
-    EXPECT_NE(nullptr, duty) << "a refused duty must stay with its caller";
-}
-
-INSTANTIATE_TEST_SUITE_P(Pool, ThreadHandOffRefusalTest,
-                         ::testing::Values(RefusalCase{"NotStarted", false, 0},
-                                           RefusalCase{"AllBusy", true, 2}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDutyEnds) {
     mProcess->startThreadPool();
     // Retried until the pool's thread is idle.
+    // The duty stands for reading a connection: it holds its binder thread until released, then
+    // ends for good.
     ASSERT_TRUE(eventually([&] {
-        std::unique_ptr<Work> duty =
-                std::make_unique<DutyWork>(*mProcess, mDutyStarted, mReleaseDuty);
+        std::unique_ptr<Work> duty = std::make_unique<FunctionWork>(nullptr, [this] {
+            mDutyStarted = true;
+            eventually([this] { return mReleaseDuty.load(); });
+            mProcess->dutyEnded();
+        });
         return mProcess->handOff(&duty);
     })) << "no idle thread took the duty";
-    ASSERT_TRUE(mDutyStarted.wait()) << "the idle thread never ran the duty";
+    ASSERT_TRUE(eventually([this] { return mDutyStarted.load(); }))
+            << "the idle thread never ran the duty";
 
     // Work counted while it runs; each waits until two run at once, which only two serving
     // threads can reach (one pool thread is on the duty).
@@ -163,8 +110,8 @@ TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDuty
     // Declared after `left`, so that a failed assertion lets the duty end before the body
     // waits for the thread serving in place.
     struct ReleaseOnExit {
-        Latch& gate;
-        ~ReleaseOnExit() { gate.open(); }
+        std::atomic<bool>& gate;
+        ~ReleaseOnExit() { gate = true; }
     } releaseOnExit{mReleaseDuty};
     constexpr int kWorks = 6;
     for (int i = 0; i < kWorks; ++i)
@@ -178,7 +125,7 @@ TEST_F(ThreadHandOffTest, ServeInPlace_KeepsThePoolAtItsSizeAndLeavesWhenTheDuty
     EXPECT_EQ(std::future_status::timeout, left.wait_for(50ms))
             << "the thread serving in place left while the duty still held its place";
 
-    mReleaseDuty.open();
+    mReleaseDuty = true;
     ASSERT_EQ(std::future_status::ready, left.wait_for(10s))
             << "the duty came back to the pool, yet the thread serving in place never left";
     EXPECT_FALSE(left.get()) << "a thread that left the pool must not still count as its own";

@@ -2,208 +2,214 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Transactions with another process, over each transport: where they run, who they report as
-// the caller, what comes back (replies, statuses, exceptions, binders), the checks on the way
-// in, the buffer limits, and the ordering of oneway calls.
+// Transactions with another process, over each transport: its death (death notifications once
+// per link, onUnlinked exactly once per link whatever ends it, calls to dead objects failing with
+// STATUS_DEAD_OBJECT, and what only simulated processes have: queued calls, a linker without
+// threads), and the transaction buffer's limits.
 
 #include <android/binder_host.h>
-#include <android/binder_parcel_utils.h>
+#include <android/binder_manager.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <mutex>
-#include <numeric>
 #include <ostream>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include "OtherProcess.h"
-#include "TestObject.h"
-#include "Waiting.h"
 
 namespace {
+
+// What happened to one link, as seen by its callbacks.
+struct Cookie {
+    std::atomic<int> died{0};
+    std::atomic<int> unlinked{0};
+    std::atomic<bool> unlinkedBeforeDied{false};
+    std::atomic<bool> diedOnBinderThread{false};
+    std::atomic<bool> diedInLinkingProcess{false};
+    ABinderHost_Process* linkingProcess = ABinderHost_Process_getDefault();
+};
+
+void onDied(void* cookie) {
+    auto* c = static_cast<Cookie*>(cookie);
+    c->diedOnBinderThread = ABinderHost_isBinderThread();
+    c->diedInLinkingProcess = ABinderHost_Process_getCurrent() == c->linkingProcess;
+    ++c->died;
+}
+
+void onUnlinked(void* cookie) {
+    auto* c = static_cast<Cookie*>(cookie);
+    if (c->died.load() == 0)
+        c->unlinkedBeforeDied = true;
+    ++c->unlinked;
+}
+
+ndk::ScopedAIBinder_DeathRecipient newRecipient() {
+    ndk::ScopedAIBinder_DeathRecipient recipient(AIBinder_DeathRecipient_new(onDied));
+    AIBinder_DeathRecipient_setOnUnlinked(recipient.get(), onUnlinked);
+    return recipient;
+}
+
+// The test process watches the other process's objects.
+class DeathTest : public TransportTest {
+  protected:
+    binder_status_t link(const ndk::SpAIBinder& binder, Cookie* cookie,
+                         AIBinder_DeathRecipient* with = nullptr) {
+        return AIBinder_linkToDeath(binder.get(), with != nullptr ? with : recipient.get(), cookie);
+    }
+
+    // Kills the other process and waits until each cookie has seen its death.
+    void killAndWait(std::initializer_list<Cookie*> cookies) {
+        ASSERT_TRUE(other->kill());
+        for (Cookie* cookie : cookies) {
+            EXPECT_TRUE(eventually([&] { return cookie->died.load() > 0; }))
+                    << "no death notification";
+        }
+        ABinderHost_waitForIdle();
+    }
+
+    ndk::ScopedAIBinder_DeathRecipient recipient = newRecipient();
+    ndk::ScopedAIBinder_DeathRecipient other2 = newRecipient();
+};
+
+INSTANTIATE_TEST_SUITE_P(Transports, DeathTest, bothTransports(), transportRowName);
+
+TEST_P(DeathTest, Kill_WhenLinked_DiedOncePerLinkThenUnlinkedOnBinderThreadOfLinker) {
+    const ndk::SpAIBinder& proxy = other->object();
+    Cookie a, b, c;
+    ASSERT_EQ(STATUS_OK, link(proxy, &a));
+    ASSERT_EQ(STATUS_OK, link(proxy, &b));
+    ASSERT_EQ(STATUS_OK, link(proxy, &c, other2.get()));
+    killAndWait({&a, &b, &c});
+    for (Cookie* cookie : {&a, &b, &c}) {
+        EXPECT_EQ(1, cookie->died.load()) << "a link's death notification did not fire once";
+        EXPECT_EQ(1, cookie->unlinked.load()) << "a link's onUnlinked did not run once";
+        EXPECT_FALSE(cookie->unlinkedBeforeDied) << "onUnlinked ran before onBinderDied";
+        EXPECT_TRUE(cookie->diedOnBinderThread) << "the notification ran off the binder threads";
+        EXPECT_TRUE(cookie->diedInLinkingProcess) << "the notification ran in another process";
+    }
+    EXPECT_FALSE(AIBinder_isAlive(proxy.get())) << "a dead object's proxy reports it alive";
+    EXPECT_EQ(nullptr, ndk::SpAIBinder(AServiceManager_checkService(other->name().c_str())).get())
+            << "a dead process's service is still handed out";
+}
+
+// The call in flight fails at once; later calls fail the same way, and links too: a refused link
+// (to a dead or to a local object) ends with one onUnlinked and no death.
+TEST_P(DeathTest, Kill_WhenCallUnansweredOrMadeLater_CallsAndLinksFailDeadObject) {
+    const ndk::SpAIBinder& proxy = other->object();
+    ASSERT_EQ(STATUS_OK, callWith(proxy, xproc::kCloseGate, {}));
+    binder_status_t status = STATUS_OK;
+    std::thread caller([&] { status = callWith(proxy, xproc::kRecord, {}); });
+    EXPECT_TRUE(eventually([&] { return recordOf(proxy).inside == 1; }))
+            << "the call never reached the handler";
+    ASSERT_TRUE(other->kill());
+    caller.join();
+    EXPECT_EQ(STATUS_DEAD_OBJECT, status) << "the caller of a dead process got an answer";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, callWith(proxy, xproc::kRecord, {})) << "two-way call";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, callWith(proxy, xproc::kRecord, {}, nullptr, FLAG_ONEWAY))
+            << "oneway call";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_ping(proxy.get())) << "ping";
+    EXPECT_FALSE(other->kill()) << "a process died twice";
+
+    ndk::SpAIBinder local = testobject::create([](auto, auto, auto) { return STATUS_OK; });
+    Cookie onLocal, onDead;
+    EXPECT_EQ(STATUS_INVALID_OPERATION, link(local, &onLocal)) << "linked to a local object";
+    EXPECT_TRUE(eventually([&] { return !AIBinder_isAlive(proxy.get()); }));
+    EXPECT_EQ(STATUS_DEAD_OBJECT, link(proxy, &onDead)) << "linked to a dead object";
+    ABinderHost_waitForIdle();
+    for (Cookie* cookie : {&onLocal, &onDead}) {
+        EXPECT_EQ(1, cookie->unlinked.load()) << "a refused link must end with one onUnlinked";
+        EXPECT_EQ(0, cookie->died.load()) << "a refused link still got a death notification";
+    }
+}
+
+// A link ends once, by unlinking or by its recipient or proxy going, and then hears of no death.
+TEST_P(DeathTest, LinkEnded_ByUnlinkOrOwnerGone_UnlinkedOnceAndNoDeathLater) {
+    const ndk::SpAIBinder& proxy = other->object();
+    ndk::SpAIBinder second = newPeerObject();
+    Cookie kept, removed, stranger, byRecipient, byProxy;
+    ASSERT_EQ(STATUS_OK, link(proxy, &kept));
+    ASSERT_EQ(STATUS_OK, link(proxy, &removed));
+    ASSERT_EQ(STATUS_OK, link(proxy, &byRecipient, other2.get()));
+    ASSERT_EQ(STATUS_OK, link(second, &byProxy));
+    EXPECT_EQ(STATUS_OK, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &removed));
+    EXPECT_EQ(1, removed.unlinked.load()) << "unlinking did not call onUnlinked";
+    EXPECT_EQ(STATUS_NAME_NOT_FOUND,
+              AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &stranger))
+            << "an unknown cookie was unlinked";
+    other2.set(nullptr);
+    second.set(nullptr);
+    EXPECT_EQ(1, byRecipient.unlinked.load()) << "deleting the recipient did not unlink it";
+    EXPECT_EQ(1, byProxy.unlinked.load()) << "a destroyed proxy kept its links";
+
+    killAndWait({&kept});
+    EXPECT_EQ(0, removed.died.load()) << "an unlinked link still got the death notification";
+    EXPECT_EQ(1, removed.unlinked.load()) << "onUnlinked ran again for an unlinked link";
+    EXPECT_EQ(0, byRecipient.died.load()) << "a deleted recipient was still notified";
+    EXPECT_EQ(0, byProxy.died.load()) << "a destroyed proxy's link was notified";
+    EXPECT_EQ(1, kept.died.load()) << "ending one link removed another";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &kept))
+            << "a link consumed by the death was still there";
+    EXPECT_EQ(1, kept.unlinked.load()) << "onUnlinked ran twice for one link";
+}
+
+// Simulated processes only: oneway calls queued to a process that dies, and a linker that has no
+// binder thread yet.
+class SimulatedDeathTest : public ::testing::Test {
+  protected:
+    void SetUp() override { server.startThreadPool(2); }
+    void TearDown() override { ABinderHost_waitForIdle(); }
+
+    ndk::SpAIBinder serve(ABinderHost_Process* to, testobject::Handler handler) {
+        return server.run(
+                [&] { return testobject::sendTo(to, testobject::create(std::move(handler))); });
+    }
+
+    ndk::host::ScopedProcess server{"server"};
+};
+
+TEST_F(SimulatedDeathTest, Kill_WhenOnewayCallsQueued_DropsThem) {
+    std::atomic<bool> release{false};
+    std::atomic<int> handled{0};
+    ndk::SpAIBinder proxy = serve(ABinderHost_Process_getDefault(), [&](auto, auto, auto) {
+        ++handled;
+        eventually([&] { return release.load(); });
+        return STATUS_OK;
+    });
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_EQ(STATUS_OK, callWith(proxy, xproc::kRecord, {i}, nullptr, FLAG_ONEWAY));
+    }
+    ASSERT_TRUE(eventually([&] { return handled.load() > 0; }));
+    // The running call may finish only once the process is dying, or it could start the next.
+    std::thread releaser([&] {
+        while (server.isAlive())
+            std::this_thread::yield();
+        release = true;
+    });
+    ASSERT_TRUE(server.kill());
+    releaser.join();
+    EXPECT_EQ(1, handled.load()) << "oneway calls queued to a dead process still ran";
+}
+
+TEST_F(SimulatedDeathTest, Kill_WhenLinkerHasNoThreadYet_NotificationWaitsForOne) {
+    ndk::host::ScopedProcess idle("idle");
+    ndk::SpAIBinder proxy = serve(idle.get(), [](auto, auto, auto) { return STATUS_OK; });
+    ndk::ScopedAIBinder_DeathRecipient recipient = newRecipient();
+    Cookie cookie;
+    cookie.linkingProcess = idle.get();
+    ASSERT_EQ(STATUS_OK, AIBinder_linkToDeath(proxy.get(), recipient.get(), &cookie));
+    ASSERT_TRUE(server.kill());
+    EXPECT_EQ(1u, idle.pendingWork()) << "the notification was not queued to the linker";
+    EXPECT_EQ(0, cookie.died.load()) << "the notification ran without a binder thread";
+    idle.startThreadPool(0);
+    idle.waitForIdle();
+    EXPECT_EQ(1, cookie.died.load()) << "the queued notification never ran";
+    EXPECT_TRUE(cookie.diedInLinkingProcess);
+}
 
 using TransactionTest = TransportTest;
 
 INSTANTIATE_TEST_SUITE_P(Transports, TransactionTest, bothTransports(), transportRowName);
-
-TEST_P(TransactionTest, Transact_BothWays_RunOnCalleeBinderThreadWithCallerIdentity) {
-    const pid_t self = ABinderHost_Process_getPid(ABinderHost_Process_getDefault());
-    ndk::ScopedAParcel reply;
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kEcho, {21}, &reply)) << "two-way call";
-    int32_t echo[6] = {};
-    for (int32_t& field : echo)
-        AParcel_readInt32(reply.get(), &field);
-    EXPECT_EQ(42, echo[0]) << "the reply is not what the other process wrote";
-    EXPECT_EQ(self, echo[1]) << "a two-way call must report its caller's pid";
-    EXPECT_EQ(static_cast<int32_t>(getuid()), echo[2]) << "calling uid";
-    EXPECT_EQ(other->pid(), echo[3]) << "the call ran outside the other process";
-    EXPECT_EQ(1, echo[4]) << "ran on a thread that is not a binder thread";
-    EXPECT_EQ(1, echo[5]) << "the handler was not marked as handling a transaction";
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kRecord, {7}, nullptr, FLAG_ONEWAY));
-    PeerRecord record;
-    EXPECT_TRUE(eventually([&] { return (record = recordOf(other->object())).values.size() == 1; }))
-            << "the oneway call never ran";
-    EXPECT_EQ(std::vector<int32_t>{0}, record.callers) << "a oneway call must report pid 0";
-
-    // Concurrent callers on one connection: each reply must find its own caller.
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> callers;
-    for (int32_t t = 0; t < 4; ++t) {
-        callers.emplace_back([&, t] {
-            for (int32_t i = 0; i < 50; ++i) {
-                int32_t doubled = 0;
-                if (testobject::callInt(other->object(), xproc::kEcho, t * 1000 + i, &doubled) !=
-                            STATUS_OK ||
-                    doubled != (t * 1000 + i) * 2)
-                    ++wrong;
-            }
-        });
-    }
-    for (auto& caller : callers)
-        caller.join();
-    EXPECT_EQ(0, wrong.load()) << "replies lost or crossed between concurrent callers";
-
-    // And the other way: the other process calls an object of this one, two-way then oneway.
-    std::mutex mutex;
-    std::vector<std::tuple<pid_t, uid_t, bool, ABinderHost_Process*>> seen;
-    Latch onewayRan;
-    ndk::SpAIBinder mine = testobject::create([&](auto, const AParcel* in, AParcel* out) {
-        std::lock_guard<std::mutex> lock(mutex);
-        seen.emplace_back(AIBinder_getCallingPid(), AIBinder_getCallingUid(),
-                          ABinderHost_isBinderThread(), ABinderHost_Process_getCurrent());
-        if (seen.size() == 2)
-            onewayRan.open();
-        int32_t value = 0;
-        AParcel_readInt32(in, &value);
-        return AParcel_writeInt32(out, value + 1);
-    });
-    for (binder_flags_t flags : {binder_flags_t{0}, binder_flags_t{FLAG_ONEWAY}}) {
-        const Relayed relayed = callBackThrough(other->object(), mine.get(), 41, flags);
-        EXPECT_EQ(STATUS_OK, relayed.status)
-                << "the other process could not call this one's object";
-        EXPECT_EQ(flags == 0 ? 42 : 0, relayed.answer) << "the answer relayed by the other process";
-    }
-    ASSERT_TRUE(onewayRan.wait()) << "the oneway call from the other process never ran";
-    std::lock_guard<std::mutex> lock(mutex);
-    for (size_t i = 0; i < seen.size(); ++i) {
-        const auto& [pid, uid, binderThread, process] = seen[i];
-        EXPECT_EQ(i == 0 ? other->pid() : 0, pid) << "calling pid, call " << i;
-        EXPECT_EQ(getuid(), uid) << "calling uid, call " << i;
-        EXPECT_TRUE(binderThread) << "call " << i << " ran off this process's binder threads";
-        EXPECT_EQ(ABinderHost_Process_getDefault(), process) << "call " << i;
-    }
-}
-
-TEST_P(TransactionTest,
-       Transact_WhenOnewayBurstsToTwoObjects_ReturnAtOnceAndEachRunsInOrderOneAtATime) {
-    constexpr int32_t kCalls = 200;
-    const ndk::SpAIBinder objects[2] = {other->object(), newPeerObject()};
-    ASSERT_NE(nullptr, objects[1].get());
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kCloseGate, {}));
-    for (int32_t i = 0; i < kCalls; ++i) {
-        for (const ndk::SpAIBinder& object : objects) {
-            // EXPECT: a return here would leave the handlers at the gate.
-            EXPECT_EQ(STATUS_OK, callWith(object, xproc::kRecord, {i}, nullptr, FLAG_ONEWAY))
-                    << "oneway call " << i;
-        }
-    }
-    for (const ndk::SpAIBinder& object : objects) {
-        EXPECT_TRUE(recordOf(object).values.empty()) << "a oneway call waited for its handler";
-    }
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kOpenGate, {}));
-
-    std::vector<int32_t> expected(kCalls);
-    std::iota(expected.begin(), expected.end(), 0);
-    for (const ndk::SpAIBinder& object : objects) {
-        PeerRecord record;
-        EXPECT_TRUE(eventually([&] {
-            return (record = recordOf(object)).values.size() >= size_t{kCalls};
-        })) << "only "
-            << record.values.size() << " oneway calls ran";
-        EXPECT_EQ(expected, record.values) << "oneway calls to one object lost or reordered";
-        EXPECT_FALSE(record.overlapped) << "two oneway calls to one object ran at once";
-    }
-}
-
-// A transaction the binder answers itself: a spoiled interface token, or a code outside the
-// user range.
-struct RefusalRow {
-    const char* name;
-    transaction_code_t code;
-    void (*spoil)(AParcel*);
-    binder_status_t expected;
-    friend void PrintTo(const RefusalRow& row, std::ostream* os) { *os << row.name; }
-};
-
-using TransactionRefusalTest = TransportRowTest<RefusalRow>;
-
-TEST_P(TransactionRefusalTest, Transact_WhenTokenOrCodeWrong_AnsweredByBinderWithoutHandler) {
-    const ndk::SpAIBinder& object = other->object();
-    ndk::ScopedAParcel in;
-    ASSERT_EQ(STATUS_OK, AIBinder_prepareTransaction(object.get(), in.getR()));
-    if (row().spoil != nullptr)
-        row().spoil(in.get());
-    AParcel_writeInt32(in.get(), 1);
-    ndk::ScopedAParcel out;
-    EXPECT_EQ(row().expected, AIBinder_transact(object.get(), row().code, in.getR(), out.getR(), 0))
-            << "wrong status";
-    EXPECT_TRUE(recordOf(object).values.empty())
-            << "the class handled a transaction the binder must answer";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Refusals, TransactionRefusalTest,
-        ::testing::Combine(
-                bothTransports(),
-                ::testing::Values(RefusalRow{"TokenMissing", xproc::kRecord,
-                                             [](AParcel* p) { AParcel_reset(p); }, STATUS_BAD_TYPE},
-                                  RefusalRow{"TokenOverwritten", xproc::kRecord,
-                                             [](AParcel* p) {
-                                                 AParcel_setDataPosition(p, 0);
-                                                 AParcel_writeInt32(p, 0x1234);
-                                             },
-                                             STATUS_BAD_TYPE},
-                                  RefusalRow{"OtherDescriptor", xproc::kRecord,
-                                             [](AParcel* p) {
-                                                 AParcel_setDataPosition(p, 4);
-                                                 ndk::AParcel_writeString(
-                                                         p, std::string("plim.test.X"));
-                                             },
-                                             STATUS_BAD_TYPE},
-                                  RefusalRow{"CodeZero", 0, nullptr, STATUS_UNKNOWN_TRANSACTION},
-                                  RefusalRow{"CodePastLastCall", LAST_CALL_TRANSACTION + 1, nullptr,
-                                             STATUS_UNKNOWN_TRANSACTION},
-                                  RefusalRow{"Ping", ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G',
-                                             nullptr, STATUS_OK})),
-        transportAndRowName<RefusalRow>);
-
-TEST_P(TransactionTest, Transact_WhenHandlerFailsOrThrows_CallerGetsStatusOrException) {
-    struct Row {
-        binder_status_t status;
-        binder_exception_t exception;
-    };
-    for (const Row& row : {Row{STATUS_BAD_VALUE, EX_NONE}, Row{STATUS_PERMISSION_DENIED, EX_NONE},
-                           Row{STATUS_OK, EX_ILLEGAL_STATE}, Row{STATUS_OK, EX_SECURITY},
-                           Row{42, EX_SERVICE_SPECIFIC}}) {
-        ndk::ScopedAParcel reply;
-        EXPECT_EQ(row.status == STATUS_OK || row.exception != EX_NONE ? STATUS_OK : row.status,
-                  callWith(other->object(), xproc::kFail, {row.status, row.exception}, &reply))
-                << "status " << row.status << " exception " << row.exception;
-        if (row.exception == EX_NONE)
-            continue;
-        ndk::ScopedAStatus status;
-        ASSERT_EQ(STATUS_OK, AParcel_readStatusHeader(reply.get(), status.getR()))
-                << "exception " << row.exception;
-        EXPECT_EQ(row.exception, AStatus_getExceptionCode(status.get())) << "exception lost";
-        EXPECT_STREQ("m", AStatus_getMessage(status.get())) << "message lost";
-        if (row.exception == EX_SERVICE_SPECIFIC) {
-            EXPECT_EQ(42, AStatus_getServiceSpecificError(status.get())) << "error code lost";
-        }
-    }
-}
 
 // The transaction buffer's limits, as on a device: 1 MiB less 8 KiB for a two-way call or its
 // reply, half that for a oneway call.
@@ -215,10 +221,15 @@ struct LimitRow {
     friend void PrintTo(const LimitRow& row, std::ostream* os) { *os << row.name; }
 };
 
-using TransactionLimitTest = TransportRowTest<LimitRow>;
+class TransactionLimitTest
+    : public TwoProcessTest,
+      public ::testing::WithParamInterface<std::tuple<TransportKind, LimitRow>> {
+  protected:
+    void SetUp() override { startOther(std::get<0>(GetParam())); }
+};
 
 TEST_P(TransactionLimitTest, Transact_AtTheLimitAndOneUnitPast_FitsThenFailsFailedTransaction) {
-    const LimitRow& row = this->row();
+    const LimitRow& row = std::get<1>(GetParam());
     // One past first: a oneway call at the limit fills the share, which would refuse it anyway.
     for (size_t size : {row.limit + 4, row.limit}) {
         const binder_status_t expected = size == row.limit ? STATUS_OK : STATUS_FAILED_TRANSACTION;
@@ -247,7 +258,9 @@ INSTANTIATE_TEST_SUITE_P(
                                              LimitRow{"Oneway", kTwoWayLimit / 2, FLAG_ONEWAY,
                                                       false},
                                              LimitRow{"Reply", kTwoWayLimit, 0, true})),
-        transportAndRowName<LimitRow>);
+        [](const auto& info) {
+            return transportName(std::get<0>(info.param)) + std::get<1>(info.param).name;
+        });
 
 // As on a device: oneway calls queued for one process share half the buffer, whichever object
 // they go to, until they have run.
@@ -262,51 +275,12 @@ TEST_P(TransactionTest, Transact_WhenReceiverStopsReading_OnewayFailsOnceItsBuff
             << "a sixth 100 KiB call fit in a buffer of about 508 KiB";
     ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kOpenGate, {}));
     EXPECT_TRUE(eventually([&] {
-        return recordOf(objects[0]).values.size() + recordOf(objects[1]).values.size() == 5;
+        return recordOf(objects[0]).count + recordOf(objects[1]).count == 5;
     })) << "the accepted calls did not all run";
     // The space comes back once the calls have run, which the sender may learn a little later.
     EXPECT_TRUE(eventually([&] {
         return recordBytes(objects[0], 100 * 1024, FLAG_ONEWAY) == STATUS_OK;
     })) << "the buffer was not freed after the calls ran";
-}
-
-// A sender that makes no two-way call of its own (a service answering with oneway callbacks)
-// must still learn that its oneway calls ran, or its share would run out for good.
-TEST_P(TransactionTest, Transact_WhenOnlyOnewaySentAndReceiverKeepsUp_ShareComesBack) {
-    constexpr int kCalls = 40;  // four times the share, at 50 KiB each
-    for (int i = 0; i < kCalls; ++i) {
-        ASSERT_TRUE(eventually([&] {
-            return recordBytes(other->object(), 50 * 1024, FLAG_ONEWAY) == STATUS_OK;
-        })) << "oneway call "
-            << i << " never fitted: the share did not come back";
-    }
-    EXPECT_TRUE(eventually([&] { return recordOf(other->object()).values.size() == kCalls; }))
-            << "oneway calls were lost";
-}
-
-TEST_P(TransactionTest, Transact_WhenBinderSentAndReturned_ProxyIsUniqueAndComesBackAsItself) {
-    ndk::SpAIBinder mine = testobject::create([](auto, auto, auto) { return STATUS_OK; });
-    for (int round = 0; round < 3; ++round) {
-        ndk::ScopedAParcel reply;
-        ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kBounce, {}, &reply, 0, mine.get()));
-        ndk::SpAIBinder back;
-        int32_t sameProxy = 0;
-        EXPECT_EQ(STATUS_OK, AParcel_readStrongBinder(reply.get(), back.getR()));
-        EXPECT_EQ(STATUS_OK, AParcel_readInt32(reply.get(), &sameProxy));
-        EXPECT_EQ(mine.get(), back.get()) << "round " << round << ": did not come home as itself";
-        EXPECT_EQ(1, sameProxy) << "round " << round << ": one object, two live proxies there";
-    }
-}
-
-TEST(TransactionLocalTest, Transact_WhenLocal_RunsOnCallerThread) {
-    std::thread::id ranOn;
-    ndk::SpAIBinder local = testobject::create([&](auto, auto, auto) {
-        ranOn = std::this_thread::get_id();
-        return STATUS_OK;
-    });
-    ASSERT_EQ(STATUS_OK, testobject::callInt(local, xproc::kRecord, 0, nullptr, FLAG_ONEWAY));
-    EXPECT_EQ(std::this_thread::get_id(), ranOn)
-            << "a call to an object of the same process must run directly, as on a device";
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
  */
 
 // The other process of the tests' Socket rows (OtherProcess.h), started with
-// PLIM_BINDER_SOCKET_DIR set: `serve <name>` registers a peer object (TestObject.h) under name and
-// serves until killed.
+// PLIM_BINDER_SOCKET_DIR set: `serve <name>` registers a peer object under name and serves until
+// killed.
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
@@ -12,27 +12,20 @@
 #include <cstdio>
 #include <cstring>
 
-#include "TestObject.h"
+#include "OtherProcess.h"
 
-namespace {
-
-int serve(const char* name) {
+int main(int argc, char** argv) {
+    if (argc != 3 || std::strcmp(argv[1], "serve") != 0) {
+        std::fprintf(stderr, "usage: %s serve <name>\n", argv[0]);
+        return 1;
+    }
     ABinderProcess_setThreadPoolMaxThreadCount(4);
     ABinderProcess_startThreadPool();
     ndk::SpAIBinder object = xproc::newPeerObject();
-    if (AServiceManager_addService(object.get(), name) != EX_NONE) {
-        std::fprintf(stderr, "xproc peer: cannot register %s\n", name);
+    if (AServiceManager_addService(object.get(), argv[2]) != EX_NONE) {
+        std::fprintf(stderr, "xproc peer: cannot register %s\n", argv[2]);
         return 2;
     }
     ABinderProcess_joinThreadPool();
     return 0;
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc == 3 && std::strcmp(argv[1], "serve") == 0)
-        return serve(argv[2]);
-    std::fprintf(stderr, "usage: %s serve <name>\n", argv[0]);
-    return 1;
 }
