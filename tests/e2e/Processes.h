@@ -2,15 +2,15 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The real binaries as child processes: one launch helper for every end-to-end test, and a
-// fixture that gives each test its own scratch directory (binder sockets, modem state, MBN tree)
-// and checks at the end that no child is left behind.
+// The real binaries as child processes, and a fixture that gives each test its own scratch
+// directory (binder sockets, modem state, MBN tree) and checks at the end that no child is left.
 
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <sys/types.h>
+#include <sys/wait.h>
 
 #include <atomic>
 #include <chrono>
@@ -26,17 +26,13 @@ namespace com::vyr::plim::e2e {
 using namespace std::chrono_literals;
 using Env = std::map<std::string, std::string>;
 
-/** A child running `binary`, its stdout and stderr going to files at `logPrefix`.{out,err}. */
+/** A child running `binary`, its stdout and stderr going to `logPrefix`.{out,err}. */
 class Process {
   public:
-    /**
-     * The environment is the test's without its PLIM_* variables, plus `env`. With `uid`, the
-     * child drops its groups and runs as that user (root only). Throws if it cannot fork.
-     */
+    /** The test's environment without its PLIM_* variables, plus `env`; as `uid` if given. */
     Process(std::string name, const std::string& binary, const std::vector<std::string>& args,
             const Env& env, const std::string& logPrefix, std::optional<uid_t> uid = {});
-    /** Kills a child still running and reaps it. */
-    ~Process();
+    ~Process();  // kills a child still running and reaps it
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
@@ -45,11 +41,13 @@ class Process {
     bool running() { return !wait(0ms); }
     void kill(int signal);
     pid_t pid() const { return pid_; }
-    int exitCode() const;    // -1 while running or when ended by a signal
-    int termSignal() const;  // 0 unless ended by a signal
-    std::string out() const;
-    std::string err() const;
+    /** -1 while running or when ended by a signal. */
+    int exitCode() const { return status_ && WIFEXITED(*status_) ? WEXITSTATUS(*status_) : -1; }
+    int termSignal() const { return status_ && WIFSIGNALED(*status_) ? WTERMSIG(*status_) : 0; }
+    std::string out() const { return readAll(outPath_); }
+    std::string err() const { return readAll(errPath_); }
     std::string describe() const;  // e.g. "cli: exit 14", for messages
+    static std::string readAll(const std::string& path);
 
   private:
     const std::string name_;
@@ -62,8 +60,9 @@ class Process {
 /** Polls `done` every 10 ms for up to `limit`; whether it came true. */
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 60s);
 
-/** How many times `part` occurs in `text`. */
 size_t occurrences(const std::string& text, const std::string& part);
+/** `text` split at white space. */
+std::vector<std::string> words(const std::string& text);
 
 struct CliResult {
     int status;  // the exit status; -1 if it hung or died by a signal
@@ -85,8 +84,6 @@ class E2eTest : public ::testing::Test {
     /** Starts the CLI (as `uid` if given) and leaves the waiting to the caller. */
     std::unique_ptr<Process> spawnCli(const std::vector<std::string>& args,
                                       std::optional<uid_t> uid = {});
-    /** Whether this build's CLI lacks the simulated modem's control (`sim`). */
-    bool simMissing();
     static bool logged(const Process& daemon, const std::string& text);
 
     std::string scratch_;  // this test's own directory, removed at the end
@@ -94,19 +91,11 @@ class E2eTest : public ::testing::Test {
 
   private:
     Env env(int instance) const;
-    /** The control socket of daemon `instance`'s simulated modem. */
-    std::string simControl(int instance) const {
-        return scratch_ + "/sim" + std::to_string(instance);
-    }
     std::string logPrefix(const std::string& name) {
         return scratch_ + "/" + name + "-" + std::to_string(++launches_);
     }
 
-    struct Daemon {
-        int instance;
-        std::unique_ptr<Process> process;
-    };
-    std::vector<Daemon> daemons_;
+    std::vector<std::pair<int, std::unique_ptr<Process>>> daemons_;  // by instance
     std::atomic<int> launches_{0};  // CLIs may start from several threads
 };
 
