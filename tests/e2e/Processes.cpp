@@ -73,11 +73,6 @@ Process::Process(std::string name, const std::string& binary, const std::vector<
     }
 }
 
-Process::~Process() {
-    kill(SIGKILL);
-    wait(60s);
-}
-
 bool Process::wait(std::chrono::milliseconds timeout) {
     return waitUntil(
             [&] {
@@ -88,12 +83,6 @@ bool Process::wait(std::chrono::milliseconds timeout) {
                 return status_.has_value();
             },
             timeout);
-}
-
-void Process::kill(int signal) {
-    if (!status_) {
-        ::kill(pid_, signal);
-    }
 }
 
 std::string Process::describe() const {
@@ -170,22 +159,8 @@ void E2eTest::TearDown() {
     int status = 0;
     const pid_t left = waitpid(-1, &status, WNOHANG);
     EXPECT_TRUE(left == -1 && errno == ECHILD) << "a child process was left behind: " << left;
-}
-
-E2eTest::~E2eTest() {
-    daemons_.clear();
-    if (!scratch_.empty()) {
-        std::error_code ignored;
-        fs::remove_all(scratch_, ignored);
-    }
-}
-
-Env E2eTest::env(int instance) const {
-    const std::string n = std::to_string(instance);
-    return {{"PLIM_BINDER_SOCKET_DIR", scratch_ + "/binder"},
-            {"PLIM_MODEM_STATE_DIR", scratch_ + "/state" + n},
-            {"PLIM_MBN_ROOT", mbnRoot_},
-            {"PLIM_MODEM_SIM_CONTROL", scratch_ + "/sim" + n}};
+    std::error_code ignored;
+    fs::remove_all(scratch_, ignored);
 }
 
 Process& E2eTest::startDaemon(int instance) {
@@ -210,19 +185,10 @@ Process& E2eTest::startDaemon(int instance) {
     return daemon;
 }
 
-std::unique_ptr<Process> E2eTest::spawnCli(const std::vector<std::string>& args,
-                                           std::optional<uid_t> uid) {
-    return std::make_unique<Process>("cli", PLIM_CLI_BINARY, args, env(0), logPrefix("cli"), uid);
-}
-
 CliResult E2eTest::cli(const std::vector<std::string>& args, std::chrono::milliseconds limit) {
     const std::unique_ptr<Process> client = spawnCli(args);
     EXPECT_TRUE(client->wait(limit)) << "the CLI hung: " << ::testing::PrintToString(args);
     return {client->exitCode(), client->out(), client->err()};
-}
-
-bool E2eTest::logged(const Process& daemon, const std::string& text) {
-    return daemon.err().find(text) != std::string::npos;
 }
 
 }  // namespace com::vyr::plim::e2e

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 
@@ -32,14 +33,21 @@ class Process {
     /** The test's environment without its PLIM_* variables, plus `env`; as `uid` if given. */
     Process(std::string name, const std::string& binary, const std::vector<std::string>& args,
             const Env& env, const std::string& logPrefix, std::optional<uid_t> uid = {});
-    ~Process();  // kills a child still running and reaps it
+    ~Process() {  // kills a child still running and reaps it
+        kill(SIGKILL);
+        wait(60s);
+    }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
     /** Waits up to `timeout` for the child to end; whether it has. */
     bool wait(std::chrono::milliseconds timeout);
     bool running() { return !wait(0ms); }
-    void kill(int signal);
+    void kill(int signal) {
+        if (!status_) {
+            ::kill(pid_, signal);
+        }
+    }
     pid_t pid() const { return pid_; }
     /** -1 while running or when ended by a signal. */
     int exitCode() const { return status_ && WIFEXITED(*status_) ? WEXITSTATUS(*status_) : -1; }
@@ -74,8 +82,6 @@ class E2eTest : public ::testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
-    /** Even when TearDown did not finish: no child left running, no scratch left behind. */
-    ~E2eTest() override;
 
     /** Daemon `instance` as a process, once a client is served by it. */
     Process& startDaemon(int instance);
@@ -83,14 +89,25 @@ class E2eTest : public ::testing::Test {
     CliResult cli(const std::vector<std::string>& args, std::chrono::milliseconds limit = 60s);
     /** Starts the CLI (as `uid` if given) and leaves the waiting to the caller. */
     std::unique_ptr<Process> spawnCli(const std::vector<std::string>& args,
-                                      std::optional<uid_t> uid = {});
-    static bool logged(const Process& daemon, const std::string& text);
+                                      std::optional<uid_t> uid = {}) {
+        return std::make_unique<Process>("cli", PLIM_CLI_BINARY, args, env(0), logPrefix("cli"),
+                                         uid);
+    }
+    static bool logged(const Process& daemon, const std::string& text) {
+        return daemon.err().find(text) != std::string::npos;
+    }
 
     std::string scratch_;  // this test's own directory, removed at the end
     std::string mbnRoot_;
 
   private:
-    Env env(int instance) const;
+    Env env(int instance) const {
+        const std::string n = std::to_string(instance);
+        return {{"PLIM_BINDER_SOCKET_DIR", scratch_ + "/binder"},
+                {"PLIM_MODEM_STATE_DIR", scratch_ + "/state" + n},
+                {"PLIM_MBN_ROOT", mbnRoot_},
+                {"PLIM_MODEM_SIM_CONTROL", scratch_ + "/sim" + n}};
+    }
     std::string logPrefix(const std::string& name) {
         return scratch_ + "/" + name + "-" + std::to_string(++launches_);
     }

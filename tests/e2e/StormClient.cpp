@@ -2,27 +2,27 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// plim-storm-client FIRST-SERIAL REQUESTS WINDOW READY-FILE GO-FILE: one client process of the
-// storm test. It registers its callbacks with instance 0, creates READY-FILE, waits for GO-FILE,
-// then sends REQUESTS requests of a weighted mix from two threads, each its own run of serials
-// with at most WINDOW of them unanswered (0: no limit), printing "progress N" every 1000 calls.
-// At the end it waits for its answers, and a moment more for any answer given twice, then prints
-// "own SERIAL STATUS ANSWERS WRONG-METHOD" for each serial of its own not accepted (STATUS 0) and
-// answered once on its method, "other SERIAL ANSWERS" for each serial of another client answered
-// here (the daemon answers every client to the one callback it holds), and last "summary ...".
-// Exits 0; 1 if a thread stalled or answers are missing; 2 when it cannot start.
+// plim-storm-client FIRST-SERIAL REQUESTS WINDOW: one client process of the storm test. It
+// registers its callbacks with instance 0, prints "ready", waits for SIGUSR1, then sends REQUESTS
+// requests of a weighted mix from two threads, each its own run of serials with at most WINDOW of
+// them unanswered (0: no limit), printing "progress N" every 1000 calls. At the end it waits for
+// its answers, and a moment more for any answer given twice. On stderr it names the first of its
+// serials not accepted or not answered once on their method; on stdout, "other SERIAL ANSWERS" for
+// each serial of another client answered here (the daemon answers every client to the one callback
+// it holds), and last "summary ...". Exits 0; 1 if any serial of its own is wrong; 2 if it cannot
+// start.
 
 #include <aidl/vendor/vyr/plim/modem/IModem.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
+#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <map>
@@ -40,11 +40,7 @@ using aidl::vendor::vyr::plim::modem::IModem;
 using namespace std::chrono_literals;
 constexpr int kThreads = 2;
 
-struct Request {
-    const cli::Command* command;
-    cli::Args args;
-    std::string responseMethod;
-};
+using Request = std::pair<const cli::Command*, cli::Args>;
 
 /** The request `serial` sends, the same in every thread and process. */
 const Request& requestFor(int32_t serial) {
@@ -55,20 +51,13 @@ const Request& requestFor(int32_t serial) {
     static const std::pair<const char*, int> kMix[] = {
             {"get-operating-mode", 90},
             {"get-nr-network-mode", 80},
-            {"get-vonr-mode", 50},
             {"get-build-id", 90},
             {"get-build-time", 70},
-            {"get-qst-mode", 40},
-            {"get-simlock-fuse-state", 40},
-            {"get-5g-power-save-switch", 40},
             {"get-modem-property --key persist.storm", 40},
             {"read-nv --nv-id 550 --sub-id 0 --index 0", 50},
-            {"read-efs --efs-id 40 --sub-id 0", 30},
             {"get-active-mbn-info --type 1", 40},
-            {"get-meta-mbn-info --id MbnApp_/storm/none", 20},
             {"force-asdiv --mode 1", 30},
             {"set-sar-state --state 1", 30},
-            {"inform-screen-state on", 20},
             {"set-radio-info-report-switch on", 20},
             {"set-nr-network-mode --mode 2", 10},
             {"set-operating-mode --mode 0", 10},
@@ -76,7 +65,6 @@ const Request& requestFor(int32_t serial) {
             {"write-nv --nv-id 550 --sub-id 0 --index 0 --data 01", 10},
             {"delete-ims-profile", 5},
             {"select-mbn --type 1 --id MbnApp_/storm/none", 5},
-            {"get-mbn-list", 2},
     };
     // One per unit of weight; never destroyed, as the binder thread may use it while we exit.
     static const std::vector<Request>* const slots = [] {
@@ -84,16 +72,15 @@ const Request& requestFor(int32_t serial) {
         for (const auto& [line, weight] : kMix) {
             std::istringstream in(line);
             std::vector<std::string> tokens{std::istream_iterator<std::string>(in), {}};
-            Request request{cli::findCommand(tokens[0]), {}, {}};
+            Request request{cli::findCommand(tokens[0]), {}};
             tokens.erase(tokens.begin());
             bool help = false;
             std::string why;
-            if (!request.command ||
-                !cli::parseArgs(*request.command, tokens, &request.args, &help, &why)) {
+            if (!request.first ||
+                !cli::parseArgs(*request.first, tokens, &request.second, &help, &why)) {
                 std::cerr << "storm mix: bad row '" << line << "': " << why << "\n";
                 std::abort();
             }
-            request.responseMethod = cli::responseMethod(*request.command);
             slots->insert(slots->end(), static_cast<size_t>(weight), request);
         }
         return slots;
@@ -116,7 +103,17 @@ struct Ledger {
     std::map<int32_t, uint32_t> others;
 };
 
-int run(int32_t first, int requests, int window, const std::string& ready, const std::string& go) {
+/** One write: lines of several threads never mix, and none waits in a buffer if we are killed. */
+void say(const std::string& line) {
+    (void)!::write(STDOUT_FILENO, line.data(), line.size());
+}
+
+int run(int32_t first, int requests, int window) {
+    // Told to go by SIGUSR1, blocked in every thread so that sigwait takes it.
+    sigset_t go;
+    sigemptyset(&go);
+    sigaddset(&go, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &go, nullptr);
     const int perLane = (requests + kThreads - 1) / kThreads;
     // The binder thread may still take an answer while the process exits.
     const auto ledger = std::make_shared<Ledger>();
@@ -129,7 +126,7 @@ int run(int32_t first, int requests, int window, const std::string& ready, const
             return;
         }
         Ledger::Serial& entry = ledger->serials[static_cast<size_t>(index)];
-        entry.wrongMethod += reply.method != requestFor(reply.serial).responseMethod;
+        entry.wrongMethod += reply.method != cli::responseMethod(*requestFor(reply.serial).first);
         if (entry.answers++ == 0) {  // a second answer frees no place in the window
             --ledger->unanswered[index / perLane];
             ledger->answeredOne.notify_all();
@@ -148,37 +145,29 @@ int run(int32_t first, int requests, int window, const std::string& ready, const
         std::cerr << "plim-storm-client: no service, or setCallback failed\n";
         return 2;
     }
-    std::ofstream(ready).close();
-    for (const auto goBy = std::chrono::steady_clock::now() + 60s; !std::filesystem::exists(go);) {
-        if (std::chrono::steady_clock::now() > goBy) {
-            std::cerr << "plim-storm-client: never told to go\n";
-            return 2;
-        }
-        std::this_thread::sleep_for(2ms);
-    }
+    say("ready\n");
+    int signal = 0;
+    sigwait(&go, &signal);
 
     std::atomic<int> calls{0};
-    std::atomic<int> stalled{0};
     std::vector<std::thread> senders;
     for (int lane = 0; lane < kThreads; ++lane) {
         senders.emplace_back([&, lane] {
             for (int i = 0; i < std::min(perLane, requests - lane * perLane); ++i) {
                 const int32_t serial = first + lane * perLane + i;
                 {
+                    // No room within 20 s: an answer has gone missing, and the serials left
+                    // unsent are reported with it.
                     std::unique_lock<std::mutex> lock(ledger->mutex);
-                    // No room within 20 s: an answer has gone missing, waiting on is futile.
                     if (window > 0 && !ledger->answeredOne.wait_for(lock, 20s, [&] {
                             return ledger->unanswered[lane] < window;
                         })) {
-                        ++stalled;
                         return;
                     }
-                    // Before the call: an answer may come before the call returns.
-                    ++ledger->unanswered[lane];
+                    ++ledger->unanswered[lane];  // before the call: its answer may come first
                 }
-                const Request& request = requestFor(serial);
-                const ndk::ScopedAStatus status =
-                        request.command->send(*modem, serial, request.args);
+                const auto& [command, args] = requestFor(serial);
+                const ndk::ScopedAStatus status = command->send(*modem, serial, args);
                 {
                     std::lock_guard<std::mutex> lock(ledger->mutex);
                     Ledger::Serial& entry = ledger->serials[static_cast<size_t>(serial - first)];
@@ -188,10 +177,7 @@ int run(int32_t first, int requests, int window, const std::string& ready, const
                     }
                 }
                 if (const int made = ++calls; made % 1000 == 0) {
-                    // One write: lines of two threads never mix, and none waits in a buffer if
-                    // the process is killed.
-                    const std::string line = "progress " + std::to_string(made) + "\n";
-                    (void)!::write(STDOUT_FILENO, line.data(), line.size());
+                    say("progress " + std::to_string(made) + "\n");
                 }
             }
         });
@@ -200,37 +186,36 @@ int run(int32_t first, int requests, int window, const std::string& ready, const
         sender.join();
     }
     std::unique_lock<std::mutex> lock(ledger->mutex);
-    const bool allAnswered = ledger->answeredOne.wait_for(lock, 30s, [&] {
-        return std::all_of(std::begin(ledger->unanswered), std::end(ledger->unanswered),
-                           [](int64_t left) { return left <= 0; });
-    });
+    const bool allAnswered = ledger->answeredOne.wait_for(
+            lock, 30s, [&] { return ledger->unanswered[0] <= 0 && ledger->unanswered[1] <= 0; });
     // An answer given twice would come soon after the first: the daemon sends it as it goes.
     lock.unlock();
     std::this_thread::sleep_for(300ms);
     lock.lock();
+    size_t wrong = 0;
     for (size_t i = 0; i < ledger->serials.size(); ++i) {
         const Ledger::Serial& entry = ledger->serials[i];
-        if (entry.status != 0 || entry.answers != 1 || entry.wrongMethod != 0) {
-            std::cout << "own " << first + static_cast<int64_t>(i) << ' ' << entry.status << ' '
-                      << entry.answers << ' ' << entry.wrongMethod << '\n';
+        if ((entry.status != 0 || entry.answers != 1 || entry.wrongMethod != 0) && ++wrong <= 10) {
+            std::cerr << "serial " << first + static_cast<int64_t>(i) << ": status " << entry.status
+                      << ", answers " << entry.answers << ", on another method "
+                      << entry.wrongMethod << "\n";
         }
     }
     for (const auto& [serial, answers] : ledger->others) {
         std::cout << "other " << serial << ' ' << answers << '\n';
     }
-    std::cout << "summary calls=" << calls << " stalled=" << stalled
-              << " all_answered=" << allAnswered << std::endl;
-    return stalled == 0 && allAnswered ? 0 : 1;
+    std::cout << "summary calls=" << calls << " wrong=" << wrong << " all_answered=" << allAnswered
+              << std::endl;
+    return allAnswered && wrong == 0 ? 0 : 1;
 }
 
 }  // namespace
 }  // namespace com::vyr::plim::e2e
 
 int main(int argc, char** argv) {
-    if (argc != 6 || std::atoi(argv[1]) <= 0 || std::atoi(argv[2]) <= 0 || std::atoi(argv[3]) < 0) {
-        std::cerr << "usage: plim-storm-client FIRST-SERIAL REQUESTS WINDOW READY-FILE GO-FILE\n";
+    if (argc != 4 || std::atoi(argv[1]) <= 0 || std::atoi(argv[2]) <= 0 || std::atoi(argv[3]) < 0) {
+        std::cerr << "usage: plim-storm-client FIRST-SERIAL REQUESTS WINDOW\n";
         return 2;
     }
-    return com::vyr::plim::e2e::run(std::atoi(argv[1]), std::atoi(argv[2]), std::atoi(argv[3]),
-                                    argv[4], argv[5]);
+    return com::vyr::plim::e2e::run(std::atoi(argv[1]), std::atoi(argv[2]), std::atoi(argv[3]));
 }
