@@ -115,8 +115,6 @@ std::vector<std::string> words(const std::string& text) {
     return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
 }
 
-// ---- The fixture --------------------------------------------------------------------------------
-
 void E2eTest::SetUp() {
     // Short: socket paths must fit in sun_path, MBN paths in the modem's configuration ids.
     char dir[] = "/tmp/plim-e2e-XXXXXX";
@@ -185,9 +183,9 @@ Process& E2eTest::startDaemon(int instance) {
     return daemon;
 }
 
-CliResult E2eTest::cli(const std::vector<std::string>& args, std::chrono::milliseconds limit) {
+CliResult E2eTest::cli(const std::vector<std::string>& args) {
     const std::unique_ptr<Process> client = spawnCli(args);
-    EXPECT_TRUE(client->wait(limit)) << "the CLI hung: " << ::testing::PrintToString(args);
+    EXPECT_TRUE(client->wait(60s)) << "the CLI hung: " << ::testing::PrintToString(args);
     return {client->exitCode(), client->out(), client->err()};
 }
 

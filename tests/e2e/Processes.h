@@ -13,7 +13,6 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -69,7 +68,6 @@ class Process {
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 60s);
 
 size_t occurrences(const std::string& text, const std::string& part);
-/** `text` split at white space. */
 std::vector<std::string> words(const std::string& text);
 
 struct CliResult {
@@ -85,8 +83,8 @@ class E2eTest : public ::testing::Test {
 
     /** Daemon `instance` as a process, once a client is served by it. */
     Process& startDaemon(int instance);
-    /** Runs the CLI to its end; one still running after `limit` is killed and fails the test. */
-    CliResult cli(const std::vector<std::string>& args, std::chrono::milliseconds limit = 60s);
+    /** Runs the CLI to its end; one still running after a minute is killed and fails the test. */
+    CliResult cli(const std::vector<std::string>& args);
     /** Starts the CLI (as `uid` if given) and leaves the waiting to the caller. */
     std::unique_ptr<Process> spawnCli(const std::vector<std::string>& args,
                                       std::optional<uid_t> uid = {}) {
@@ -113,7 +111,7 @@ class E2eTest : public ::testing::Test {
     }
 
     std::vector<std::pair<int, std::unique_ptr<Process>>> daemons_;  // by instance
-    std::atomic<int> launches_{0};  // CLIs may start from several threads
+    int launches_ = 0;
 };
 
 }  // namespace com::vyr::plim::e2e

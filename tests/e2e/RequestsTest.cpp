@@ -56,8 +56,7 @@ class RequestsTest : public E2eTest {
 bool inOrder(const std::string& text, const std::vector<std::string>& lines) {
     size_t at = 0;
     for (const std::string& line : lines) {
-        at = text.find(line, at);
-        if (at == std::string::npos) {
+        if ((at = text.find(line, at)) == std::string::npos) {
             return false;
         }
         at += line.size();
@@ -69,22 +68,20 @@ TEST_F(RequestsTest, Daemon_WhenStarted_SetsUpClientsAndModemBeforeItRegisters) 
     for (int instance : {0, 1}) {
         const Process& daemon = startDaemon(instance);
         const std::string id = std::to_string(instance), p = "[" + id + "] ";
-        // The last client set up; the modem reports its services in the order they were asked
-        // for, once it has brought them up: before or after the registration.
-        const std::string last = instance == 0 ? "SAR" : "WDS";
+        const std::string last = instance == 0 ? "SAR" : "WDS";  // the last client set up
+        const std::string lastSetUp = p + "setup: " + last + " qmi notifier setup completed";
+        const std::string registered =
+                p + "successfully registered aidl service vendor.vyr.plim.modem.IModem/instance" +
+                id;
+        // The modem reports its services in the order they were asked for, once it has brought
+        // them up: before or after the registration.
         const std::string log = daemon.err();
         EXPECT_TRUE(
                 inOrder(log,
                         {"parse: successfully parsed instance id {" + id + "}",
                          p + "plim-modem main entry", p + "setup: NAS qmi notifier setup completed",
-                         p + "setup: " + last + " qmi notifier setup completed", p + "init done",
-                         p +
-                                 "successfully registered aidl service "
-                                 "vendor.vyr.plim.modem.IModem/instance" +
-                                 id,
-                         p + "plim-modem ready to loop"}) &&
-                inOrder(log, {p + "setup: " + last + " qmi notifier setup completed",
-                              p + "modemApiEventCallback: NAS qmi service is connected",
+                         lastSetUp, p + "init done", registered, p + "plim-modem ready to loop"}) &&
+                inOrder(log, {lastSetUp, p + "modemApiEventCallback: NAS qmi service is connected",
                               p + "modemApiEventCallback: " + last + " qmi service is connected"}))
                 << "registered before its clients and modem were ready, or out of order:\n"
                 << log;

@@ -10,7 +10,9 @@
 // must give back the descriptors and memory the storm made it take.
 
 #include <signal.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -51,6 +53,8 @@ constexpr int64_t kRssSlackKib = 16 * 1024;
 
 /** `sim` commands given once the survivor has made that fraction of its calls. */
 const std::vector<std::pair<double, std::vector<std::string>>> kFaultPlan{
+        // Some answers come late, from the modem library's reply threads.
+        {0, {"latency modem_get_build_time 3000", "latency modem_api_get_modem_property 1500"}},
         {0.08, {"service 228 down"}},
         {0.12, {"service 228 up", "latency modem_get_build_id 2000"}},
         {0.18, {"service 3 down", "service 36 down"}},
@@ -67,19 +71,17 @@ int progressOf(const Process& client) {
     return 1000 * static_cast<int>(occurrences(client.out(), "progress "));
 }
 
-/** What the daemon's log says it answered ("] respondX: serial = N, err = E"). */
+/** What the daemon's log says it answered: "] respondX: serial = N, err = E". */
 struct Answers {
     explicit Answers(const std::string& log) {
-        const std::string marker = "] respond", serial = ": serial = ", err = ", err = ";
-        for (size_t at = log.find(marker); at != std::string::npos; at = log.find(marker, at + 1)) {
-            const size_t found = log.find(serial, at);
-            char* end = nullptr;
-            if (found < log.find('\n', at)) {  // not "respondX: succeed" and the like
-                const long value = std::strtol(log.c_str() + found + serial.size(), &end, 10);
-                if (err.compare(0, err.size(), end, err.size()) == 0) {
-                    ++times[static_cast<int32_t>(value)];
-                    ++errors[std::atoi(end + err.size())];
-                }
+        for (size_t at = log.find("] respond"); at != std::string::npos;
+             at = log.find("] respond", at + 1)) {
+            const std::string line = log.substr(at, log.find('\n', at) - at);
+            int32_t serial = 0, error = 0;
+            if (std::sscanf(line.c_str(), "] respond%*[A-Za-z0-9]: serial = %d, err = %d", &serial,
+                            &error) == 2) {  // not "respondX: succeed" and the like
+                ++times[serial];
+                ++errors[error];
             }
         }
     }
@@ -93,15 +95,12 @@ struct Footprint {
         std::error_code error;
         const std::string proc = "/proc/" + std::to_string(pid);
         fds = std::distance(fs::directory_iterator(proc + "/fd", error), {});
-        std::ifstream status(proc + "/status");
-        for (std::string line; std::getline(status, line);) {
-            if (line.rfind("VmRSS:", 0) == 0) {
-                rssKib = std::stoll(line.substr(6));
-            }
-        }
+        int64_t pages = 0;
+        std::ifstream(proc + "/statm") >> pages >> pages;  // the second field: resident
+        rssKib = pages * (sysconf(_SC_PAGESIZE) / 1024);
     }
     long fds;
-    int64_t rssKib = -1;
+    int64_t rssKib;
 };
 
 class StormTest : public E2eTest {
@@ -142,8 +141,7 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
         const auto warmUp = startClient("warmup", 100'000, 2'000, 64);
         warmUp->kill(SIGUSR1);
         ASSERT_TRUE(warmUp->wait(60s)) << "the warm-up client hung" << tail(daemon);
-        ASSERT_EQ(0, warmUp->exitCode())
-                << warmUp->describe() << ": " << warmUp->err() << tail(daemon);
+        ASSERT_EQ(0, warmUp->exitCode()) << warmUp->describe() << ": " << warmUp->err();
     }
     // Once the descriptors have held still for a moment.
     int still = 0;
@@ -158,18 +156,14 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
             30s))
             << "the daemon's descriptors never settled";
 
-    // Some answers come late, from the modem library's reply threads.
-    sim("latency modem_get_build_time 3000");
-    sim("latency modem_api_get_modem_property 1500");
     const auto victim = startClient("victim", kVictimFirst, kVictimRequests, 0);
     const auto survivor = startClient("survivor", kSurvivorFirst, kSurvivorRequests, 64);
-    ASSERT_FALSE(HasFailure()) << tail(daemon);
-    const auto started = std::chrono::steady_clock::now();
+    ASSERT_FALSE(HasFailure()) << "the storm clients did not start";
     victim->kill(SIGUSR1);
     survivor->kill(SIGUSR1);
 
     size_t applied = 0;    // steps of the fault plan
-    int victimCalls = -1;  // its last progress line when it was killed
+    int victimCalls = -1;  // its calls when it was killed
     const bool finished = waitUntil(
             [&] {
                 const int made = progressOf(*survivor);
@@ -180,16 +174,14 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
                         sim(command);
                     }
                 }
-                const int victimMade = progressOf(*victim);
-                if (victimCalls < 0 && (victimMade >= kVictimKilledAfter ||
+                if (victimCalls < 0 && (progressOf(*victim) >= kVictimKilledAfter ||
                                         made >= kSurvivorRequests / 2 || !victim->running())) {
                     victim->kill(SIGKILL);
-                    victimCalls = victimMade;
+                    victimCalls = progressOf(*victim);
                 }
                 return !survivor->running();
             },
             240s);
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started;
     ASSERT_TRUE(finished) << "the survivor was still at it after 240 s" << tail(daemon);
     ASSERT_TRUE(victim->wait(60s)) << "the killed client did not end";
     EXPECT_EQ(SIGKILL, victim->termSignal())
@@ -200,12 +192,10 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
     // Every serial of the survivor's accepted and answered once on its method: it names on stderr
     // those that were not.
     const std::string out = survivor->out();
-    const size_t summary = out.rfind("summary ");
-    ASSERT_NE(std::string::npos, summary) << survivor->describe() << ": no report";
-    EXPECT_EQ(0, survivor->exitCode()) << survivor->describe() << ", " << out.substr(summary);
+    EXPECT_EQ(0, survivor->exitCode())
+            << survivor->describe() << ": it died, or found its serials wrong";
     EXPECT_EQ("", survivor->err())
-            << "serials refused, lost, answered more than once or on another method"
-            << tail(daemon);
+            << "serials refused, lost, answered more than once or on another method";
 
     // The daemon's log agrees: it answered each of the survivor's serials once, and each of the
     // victim's that it answered at all once, and that answer, and no other, arrived at the
@@ -275,10 +265,9 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
                 << "the daemon's resident memory grew by " << after.rssKib - before.rssKib
                 << " KiB over the storm: a leak per request";
     }
-    std::cout << "[ storm    ] " << kSurvivorRequests + victimLogged << " answered in "
-              << took.count() << " s, the victim killed after " << victimCalls
-              << " calls; VmRSS KiB " << before.rssKib << " before, " << after.rssKib << " after"
-              << std::endl;
+    std::cout << "[ storm    ] " << kSurvivorRequests + victimLogged
+              << " answered, the victim killed after " << victimCalls << " calls; VmRSS KiB "
+              << before.rssKib << " before, " << after.rssKib << " after" << std::endl;
 }
 
 }  // namespace
