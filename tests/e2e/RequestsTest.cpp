@@ -35,14 +35,14 @@ class RequestsTest : public E2eTest {
     /** Runs the rows in order, one CLI process each, against instance `instance`. */
     void expectRows(int instance, const std::vector<Row>& rows) {
         // Exit status 0 for error 0, else 10 + the error.
-        const char* kErrors[] = {"OK", "FAILED", "", "INVALID_ARGUMENT", "INVALID_STATE"};
+        const char* kErrors[] = {"0 (OK)", "1 (FAILED)", "", "3 (INVALID_ARGUMENT)",
+                                 "4 (INVALID_STATE)"};
         for (const Row& row : rows) {
             std::vector<std::string> args = words(row.command);
             const std::string out =
                     row.result[0] == '{'
                             ? row.result + "\n"
-                            : args[0] + ": error " + std::to_string(row.status % 10) + " (" +
-                                      kErrors[row.status % 10] + ")" +
+                            : args[0] + ": error " + kErrors[row.status % 10] +
                                       (row.result.empty() ? "" : ", result: " + row.result) + "\n";
             args.insert(args.begin(), {"--instance", std::to_string(instance), "--timeout", "30"});
             const CliResult got = cli(args);

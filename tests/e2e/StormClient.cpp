@@ -38,7 +38,11 @@ using aidl::vendor::vyr::plim::modem::IModem;
 using namespace std::chrono_literals;
 constexpr int kThreads = 2;
 
-using Request = std::pair<const cli::Command*, cli::Args>;
+struct Request {
+    const cli::Command* command;
+    cli::Args args;
+    std::string responseMethod;  // its own: the CLI's table is gone once the process exits
+};
 
 /** The request `serial` sends, the same in every thread and process. */
 const Request& requestFor(int32_t serial) {
@@ -69,15 +73,16 @@ const Request& requestFor(int32_t serial) {
         for (const auto& [line, weight] : kMix) {
             std::istringstream in(line);
             std::vector<std::string> tokens{std::istream_iterator<std::string>(in), {}};
-            Request request{cli::findCommand(tokens[0]), {}};
+            Request request{cli::findCommand(tokens[0]), {}, {}};
             tokens.erase(tokens.begin());
             bool help = false;
             std::string why;
-            if (!request.first ||
-                !cli::parseArgs(*request.first, tokens, &request.second, &help, &why)) {
+            if (!request.command ||
+                !cli::parseArgs(*request.command, tokens, &request.args, &help, &why)) {
                 std::cerr << "storm mix: bad row '" << line << "': " << why << "\n";
                 std::abort();
             }
+            request.responseMethod = cli::responseMethod(*request.command);
             slots->insert(slots->end(), static_cast<size_t>(weight), request);
         }
         return slots;
@@ -114,7 +119,7 @@ int run(int32_t first, int requests, int window) {
     const int perLane = (requests + kThreads - 1) / kThreads;
     // The binder thread may still take an answer while the process exits.
     const auto ledger = std::make_shared<Ledger>();
-    ledger->serials.resize(static_cast<size_t>(perLane) * kThreads);
+    ledger->serials.resize(static_cast<size_t>(requests));
     const auto answered = [ledger, first, perLane](const cli::Reply& reply) {
         const int64_t index = int64_t{reply.serial} - first;
         std::lock_guard<std::mutex> lock(ledger->mutex);
@@ -123,7 +128,7 @@ int run(int32_t first, int requests, int window) {
             return;
         }
         Ledger::Serial& entry = ledger->serials[static_cast<size_t>(index)];
-        entry.wrongMethod += reply.method != cli::responseMethod(*requestFor(reply.serial).first);
+        entry.wrongMethod += reply.method != requestFor(reply.serial).responseMethod;
         if (entry.answers++ == 0) {  // a second answer frees no place in the window
             --ledger->unanswered[index / perLane];
             ledger->answeredOne.notify_all();
@@ -163,8 +168,9 @@ int run(int32_t first, int requests, int window) {
                     }
                     ++ledger->unanswered[lane];  // before the call: its answer may come first
                 }
-                const auto& [command, args] = requestFor(serial);
-                const ndk::ScopedAStatus status = command->send(*modem, serial, args);
+                const Request& request = requestFor(serial);
+                const ndk::ScopedAStatus status =
+                        request.command->send(*modem, serial, request.args);
                 {
                     std::lock_guard<std::mutex> lock(ledger->mutex);
                     Ledger::Serial& entry = ledger->serials[static_cast<size_t>(serial - first)];

@@ -66,11 +66,6 @@ const std::vector<std::pair<double, std::vector<std::string>>> kFaultPlan{
         {0.65, {"service 1 up", "latency modem_get_build_id 0"}},
 };
 
-/** Calls a storm client has made so far, by its progress lines. */
-int progressOf(const Process& client) {
-    return 1000 * static_cast<int>(occurrences(client.out(), "progress "));
-}
-
 /** What the daemon's log says it answered: "] respondX: serial = N, err = E". */
 struct Answers {
     explicit Answers(const std::string& log) {
@@ -124,25 +119,21 @@ class StormTest : public E2eTest {
                 << client->describe() << " never registered: " << client->err();
         return client;
     }
-
-    /** The daemon's last log lines, which say what it was doing. */
-    static std::string tail(const Process& daemon) {
-        const std::string log = daemon.err();
-        return "\n" + daemon.describe() + ", the end of its log:\n" +
-               log.substr(log.size() - std::min<size_t>(log.size(), 4000));
-    }
 };
 
 TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOnceAndLeaksNothing) {
     Process& daemon = startDaemon(0);
+    const auto tail = [&] {  // the end of the daemon's log says what it was doing
+        const std::string log = daemon.err();
+        return "\n" + daemon.describe() + ", its log ends:\n" +
+               log.substr(log.size() - std::min<size_t>(log.size(), 4000));
+    };
     // First traffic grows the daemon's binder threads and its allocator's arenas: the levels after
     // a short warm-up are the ones the storm must come back to.
-    {
-        const auto warmUp = startClient("warmup", 100'000, 2'000, 64);
-        warmUp->kill(SIGUSR1);
-        ASSERT_TRUE(warmUp->wait(60s)) << "the warm-up client hung" << tail(daemon);
-        ASSERT_EQ(0, warmUp->exitCode()) << warmUp->describe() << ": " << warmUp->err();
-    }
+    const auto warmUp = startClient("warmup", 100'000, 2'000, 64);
+    warmUp->kill(SIGUSR1);
+    ASSERT_TRUE(warmUp->wait(60s)) << "the warm-up client hung" << tail();
+    ASSERT_EQ(0, warmUp->exitCode()) << warmUp->describe() << ": " << warmUp->err();
     // Once the descriptors have held still for a moment.
     int still = 0;
     Footprint before(daemon.pid());
@@ -162,6 +153,9 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
     victim->kill(SIGUSR1);
     survivor->kill(SIGUSR1);
 
+    const auto progressOf = [](const Process& client) {  // calls made so far
+        return 1000 * static_cast<int>(occurrences(client.out(), "progress "));
+    };
     size_t applied = 0;    // steps of the fault plan
     int victimCalls = -1;  // its calls when it was killed
     const bool finished = waitUntil(
@@ -182,12 +176,12 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
                 return !survivor->running();
             },
             240s);
-    ASSERT_TRUE(finished) << "the survivor was still at it after 240 s" << tail(daemon);
+    ASSERT_TRUE(finished) << "the survivor was still at it after 240 s" << tail();
     ASSERT_TRUE(victim->wait(60s)) << "the killed client did not end";
     EXPECT_EQ(SIGKILL, victim->termSignal())
             << victim->describe() << " before it was killed: " << victim->err();
     EXPECT_EQ(kFaultPlan.size(), applied) << "the storm ended before every fault was injected";
-    EXPECT_TRUE(daemon.running()) << "the daemon did not survive the storm" << tail(daemon);
+    EXPECT_TRUE(daemon.running()) << "the daemon did not survive the storm" << tail();
 
     // Every serial of the survivor's accepted and answered once on its method: it names on stderr
     // those that were not.
@@ -252,7 +246,7 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
     const size_t drops = occurrences(log, "SAR qmi service is disconnected");
     EXPECT_TRUE(drops >= 1 && connects == drops + 1)
             << "SAR connected " << connects << " times, dropped " << drops
-            << " times: the modem never came back from its restart" << tail(daemon);
+            << " times: the modem never came back from its restart" << tail();
 
     // The daemon lets go of the killed client's connection once it notices the death, and of the
     // survivor's once it has gone.
