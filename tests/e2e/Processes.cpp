@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -24,57 +25,32 @@ namespace com::vyr::plim::e2e {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string readAll(const std::string& path) {
+std::string Process::readAll(const std::string& path) {
     std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
-
-/** Processes that /proc shows as this one's children, running or not yet reaped. */
-size_t childrenInProc() {
-    size_t children = 0;
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-        if (!isdigit(entry.path().filename().string()[0])) {
-            continue;
-        }
-        // pid (comm) state ppid ...; comm may hold spaces and parentheses.
-        const std::string stat = readAll(entry.path().string() + "/stat");
-        const size_t close = stat.rfind(')');
-        int ppid = 0;
-        if (close != std::string::npos && sscanf(stat.c_str() + close + 1, " %*c %d", &ppid) == 1 &&
-            ppid == getpid()) {
-            ++children;
-        }
-    }
-    return children;
-}
-
-}  // namespace
 
 Process::Process(std::string name, const std::string& binary, const std::vector<std::string>& args,
                  const Env& env, const std::string& logPrefix, std::optional<uid_t> uid)
     : name_(std::move(name)), outPath_(logPrefix + ".out"), errPath_(logPrefix + ".err") {
     // Everything the child needs is made before fork: after it, only system calls.
-    std::vector<std::string> strings;
+    std::vector<std::string> vars, argStrings{binary};
     for (char** e = environ; *e != nullptr; ++e) {
         if (std::string(*e).rfind("PLIM_", 0) != 0) {
-            strings.emplace_back(*e);
+            vars.emplace_back(*e);
         }
     }
     for (const auto& [key, value] : env) {
-        strings.push_back(key + "=" + value);
+        vars.push_back(key + "=" + value);
     }
-    std::vector<char*> envp;
-    for (std::string& s : strings) {
-        envp.push_back(s.data());
+    argStrings.insert(argStrings.end(), args.begin(), args.end());
+    std::vector<char*> envp, argv;
+    for (auto [from, to] : {std::pair{&vars, &envp}, {&argStrings, &argv}}) {
+        for (std::string& s : *from) {
+            to->push_back(s.data());
+        }
+        to->push_back(nullptr);
     }
-    envp.push_back(nullptr);
-    std::vector<char*> argv{const_cast<char*>(binary.c_str())};
-    for (const std::string& arg : args) {
-        argv.push_back(const_cast<char*>(arg.c_str()));
-    }
-    argv.push_back(nullptr);
 
     pid_ = fork();
     if (pid_ < 0) {
@@ -97,49 +73,16 @@ Process::Process(std::string name, const std::string& binary, const std::vector<
     }
 }
 
-Process::~Process() {
-    kill(SIGKILL);
-    wait(60s);
-}
-
 bool Process::wait(std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!status_) {
-        int status = 0;
-        const pid_t got = waitpid(pid_, &status, WNOHANG);
-        if (got == pid_) {
-            status_ = status;
-        } else if (got < 0 && errno != EINTR) {
-            throw std::runtime_error("waitpid failed for " + name_);
-        } else if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        } else {
-            std::this_thread::sleep_for(2ms);
-        }
-    }
-    return true;
-}
-
-void Process::kill(int signal) {
-    if (!status_) {
-        ::kill(pid_, signal);
-    }
-}
-
-int Process::exitCode() const {
-    return status_ && WIFEXITED(*status_) ? WEXITSTATUS(*status_) : -1;
-}
-
-int Process::termSignal() const {
-    return status_ && WIFSIGNALED(*status_) ? WTERMSIG(*status_) : 0;
-}
-
-std::string Process::out() const {
-    return readAll(outPath_);
-}
-
-std::string Process::err() const {
-    return readAll(errPath_);
+    return waitUntil(
+            [&] {
+                int status = 0;
+                if (!status_ && waitpid(pid_, &status, WNOHANG) == pid_) {
+                    status_ = status;
+                }
+                return status_.has_value();
+            },
+            timeout);
 }
 
 std::string Process::describe() const {
@@ -167,7 +110,10 @@ size_t occurrences(const std::string& text, const std::string& part) {
     return count;
 }
 
-// ---- The fixture --------------------------------------------------------------------------------
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
 
 void E2eTest::SetUp() {
     // Short: socket paths must fit in sun_path, MBN paths in the modem's configuration ids.
@@ -191,7 +137,8 @@ void E2eTest::TearDown() {
 #ifdef PLIM_ADDRESS_SANITIZED_BUILD
         // The signal below skips LeakSanitizer's check at exit: the daemon is asked for one first.
         if (daemon->running()) {
-            const CliResult check = cli({"sim", "--control", simControl(instance), "leak-check"});
+            const CliResult check = cli(
+                    {"sim", "--control", env(instance).at("PLIM_MODEM_SIM_CONTROL"), "leak-check"});
             EXPECT_EQ("ok leaks=0\n", check.out)
                     << daemon->describe() << " leaks or did not check: " << check.err << "\n"
                     << daemon->err();
@@ -210,32 +157,17 @@ void E2eTest::TearDown() {
     int status = 0;
     const pid_t left = waitpid(-1, &status, WNOHANG);
     EXPECT_TRUE(left == -1 && errno == ECHILD) << "a child process was left behind: " << left;
-    EXPECT_EQ(0u, childrenInProc()) << "/proc still shows a child of the test";
-}
-
-E2eTest::~E2eTest() {
-    daemons_.clear();
-    if (!scratch_.empty()) {
-        std::error_code ignored;
-        fs::remove_all(scratch_, ignored);
-    }
-}
-
-Env E2eTest::env(int instance) const {
-    const std::string n = std::to_string(instance);
-    return {{"PLIM_BINDER_SOCKET_DIR", scratch_ + "/binder"},
-            {"PLIM_MODEM_STATE_DIR", scratch_ + "/state" + n},
-            {"PLIM_MBN_ROOT", mbnRoot_},
-            {"PLIM_MODEM_SIM_CONTROL", simControl(instance)}};
+    std::error_code ignored;
+    fs::remove_all(scratch_, ignored);
 }
 
 Process& E2eTest::startDaemon(int instance) {
     const std::string n = std::to_string(instance);
-    daemons_.push_back(
-            {instance, std::make_unique<Process>("daemon" + n, PLIM_MODEM_BINARY,
-                                                 std::vector<std::string>{"-i", n}, env(instance),
-                                                 logPrefix("daemon" + n))});
-    Process& daemon = *daemons_.back().process;
+    daemons_.emplace_back(
+            instance, std::make_unique<Process>("daemon" + n, PLIM_MODEM_BINARY,
+                                                std::vector<std::string>{"-i", n}, env(instance),
+                                                logPrefix("daemon" + n)));
+    Process& daemon = *daemons_.back().second;
     // Up once its last client's service is connected and a client reaches it over binder.
     const std::string last = "[" + n +
                              "] modemApiEventCallback: " + (instance == 0 ? "SAR" : "WDS") +
@@ -251,23 +183,10 @@ Process& E2eTest::startDaemon(int instance) {
     return daemon;
 }
 
-std::unique_ptr<Process> E2eTest::spawnCli(const std::vector<std::string>& args,
-                                           std::optional<uid_t> uid) {
-    return std::make_unique<Process>("cli", PLIM_CLI_BINARY, args, env(0), logPrefix("cli"), uid);
-}
-
-CliResult E2eTest::cli(const std::vector<std::string>& args, std::chrono::milliseconds limit) {
+CliResult E2eTest::cli(const std::vector<std::string>& args) {
     const std::unique_ptr<Process> client = spawnCli(args);
-    EXPECT_TRUE(client->wait(limit)) << "the CLI hung: " << ::testing::PrintToString(args);
+    EXPECT_TRUE(client->wait(60s)) << "the CLI hung: " << ::testing::PrintToString(args);
     return {client->exitCode(), client->out(), client->err()};
-}
-
-bool E2eTest::simMissing() {
-    return cli({"sim", "state"}).status == 64;
-}
-
-bool E2eTest::logged(const Process& daemon, const std::string& text) {
-    return daemon.err().find(text) != std::string::npos;
 }
 
 }  // namespace com::vyr::plim::e2e

@@ -2,17 +2,17 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The real binaries as child processes: one launch helper for every end-to-end test, and a
-// fixture that gives each test its own scratch directory (binder sockets, modem state, MBN tree)
-// and checks at the end that no child is left behind.
+// The real binaries as child processes, and a fixture that gives each test its own scratch
+// directory (binder sockets, modem state, MBN tree) and checks at the end that no child is left.
 
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <sys/types.h>
+#include <sys/wait.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -26,30 +26,35 @@ namespace com::vyr::plim::e2e {
 using namespace std::chrono_literals;
 using Env = std::map<std::string, std::string>;
 
-/** A child running `binary`, its stdout and stderr going to files at `logPrefix`.{out,err}. */
+/** A child running `binary`, its stdout and stderr going to `logPrefix`.{out,err}. */
 class Process {
   public:
-    /**
-     * The environment is the test's without its PLIM_* variables, plus `env`. With `uid`, the
-     * child drops its groups and runs as that user (root only). Throws if it cannot fork.
-     */
+    /** The test's environment without its PLIM_* variables, plus `env`; as `uid` if given. */
     Process(std::string name, const std::string& binary, const std::vector<std::string>& args,
             const Env& env, const std::string& logPrefix, std::optional<uid_t> uid = {});
-    /** Kills a child still running and reaps it. */
-    ~Process();
+    ~Process() {  // kills a child still running and reaps it
+        kill(SIGKILL);
+        wait(60s);
+    }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
     /** Waits up to `timeout` for the child to end; whether it has. */
     bool wait(std::chrono::milliseconds timeout);
     bool running() { return !wait(0ms); }
-    void kill(int signal);
+    void kill(int signal) {
+        if (!status_) {
+            ::kill(pid_, signal);
+        }
+    }
     pid_t pid() const { return pid_; }
-    int exitCode() const;    // -1 while running or when ended by a signal
-    int termSignal() const;  // 0 unless ended by a signal
-    std::string out() const;
-    std::string err() const;
+    /** -1 while running or when ended by a signal. */
+    int exitCode() const { return status_ && WIFEXITED(*status_) ? WEXITSTATUS(*status_) : -1; }
+    int termSignal() const { return status_ && WIFSIGNALED(*status_) ? WTERMSIG(*status_) : 0; }
+    std::string out() const { return readAll(outPath_); }
+    std::string err() const { return readAll(errPath_); }
     std::string describe() const;  // e.g. "cli: exit 14", for messages
+    static std::string readAll(const std::string& path);
 
   private:
     const std::string name_;
@@ -62,8 +67,8 @@ class Process {
 /** Polls `done` every 10 ms for up to `limit`; whether it came true. */
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 60s);
 
-/** How many times `part` occurs in `text`. */
 size_t occurrences(const std::string& text, const std::string& part);
+std::vector<std::string> words(const std::string& text);
 
 struct CliResult {
     int status;  // the exit status; -1 if it hung or died by a signal
@@ -75,39 +80,38 @@ class E2eTest : public ::testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
-    /** Even when TearDown did not finish: no child left running, no scratch left behind. */
-    ~E2eTest() override;
 
     /** Daemon `instance` as a process, once a client is served by it. */
     Process& startDaemon(int instance);
-    /** Runs the CLI to its end; one still running after `limit` is killed and fails the test. */
-    CliResult cli(const std::vector<std::string>& args, std::chrono::milliseconds limit = 60s);
+    /** Runs the CLI to its end; one still running after a minute is killed and fails the test. */
+    CliResult cli(const std::vector<std::string>& args);
     /** Starts the CLI (as `uid` if given) and leaves the waiting to the caller. */
     std::unique_ptr<Process> spawnCli(const std::vector<std::string>& args,
-                                      std::optional<uid_t> uid = {});
-    /** Whether this build's CLI lacks the simulated modem's control (`sim`). */
-    bool simMissing();
-    static bool logged(const Process& daemon, const std::string& text);
+                                      std::optional<uid_t> uid = {}) {
+        return std::make_unique<Process>("cli", PLIM_CLI_BINARY, args, env(0), logPrefix("cli"),
+                                         uid);
+    }
+    static bool logged(const Process& daemon, const std::string& text) {
+        return daemon.err().find(text) != std::string::npos;
+    }
 
     std::string scratch_;  // this test's own directory, removed at the end
     std::string mbnRoot_;
 
   private:
-    Env env(int instance) const;
-    /** The control socket of daemon `instance`'s simulated modem. */
-    std::string simControl(int instance) const {
-        return scratch_ + "/sim" + std::to_string(instance);
+    Env env(int instance) const {
+        const std::string n = std::to_string(instance);
+        return {{"PLIM_BINDER_SOCKET_DIR", scratch_ + "/binder"},
+                {"PLIM_MODEM_STATE_DIR", scratch_ + "/state" + n},
+                {"PLIM_MBN_ROOT", mbnRoot_},
+                {"PLIM_MODEM_SIM_CONTROL", scratch_ + "/sim" + n}};
     }
     std::string logPrefix(const std::string& name) {
         return scratch_ + "/" + name + "-" + std::to_string(++launches_);
     }
 
-    struct Daemon {
-        int instance;
-        std::unique_ptr<Process> process;
-    };
-    std::vector<Daemon> daemons_;
-    std::atomic<int> launches_{0};  // CLIs may start from several threads
+    std::vector<std::pair<int, std::unique_ptr<Process>>> daemons_;  // by instance
+    int launches_ = 0;
 };
 
 }  // namespace com::vyr::plim::e2e

@@ -2,202 +2,221 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// plim-storm-client: one client process of the storm test. It registers its callbacks with the
-// daemon, says so by creating the --ready file, waits for the --go file, then sends --requests
-// requests from --threads threads, each thread its own run of serials from --first-serial on,
-// each with at most --window of its requests unanswered (0: no limit). Answers are counted on
-// the binder thread that takes them. Every 1000 calls it prints "progress N". At the end it
-// waits for its answers, a moment more for any answer given twice, then prints "summary ..."
-// and the ledger (StormLedger::write), and exits 0; 1 if a thread stalled or answers are
-// missing, 2 on a bad command line or when the service is not found.
+// plim-storm-client FIRST-SERIAL REQUESTS WINDOW: one client process of the storm test. It
+// registers its callbacks with instance 0, prints "ready", waits for SIGUSR1, then sends REQUESTS
+// requests of a weighted mix from two threads, each its own run of serials with at most WINDOW
+// unanswered (0: no limit), printing "progress N" every 1000 calls. Then it names on stderr the
+// first of its serials not accepted or not answered once on their method, prints "other SERIAL
+// ANSWERS" for serials of other clients answered here (the daemon answers all to the callback set
+// last). Exits 0; 1 if any serial of its own is wrong; 2 if it cannot start.
 
 #include <aidl/vendor/vyr/plim/modem/IModem.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
-#include <getopt.h>
+#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdio>
+#include <condition_variable>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <string>
+#include <iterator>
+#include <map>
+#include <mutex>
+#include <sstream>
 #include <thread>
-#include <vector>
 
+#include "Commands.h"
 #include "Response.h"
-#include "StormLedger.h"
-#include "StormMix.h"
 
 namespace com::vyr::plim::e2e {
 namespace {
 
 using aidl::vendor::vyr::plim::modem::IModem;
 using namespace std::chrono_literals;
+constexpr int kThreads = 2;
 
-struct Options {
-    int instance = 0;
-    int32_t firstSerial = 1;
-    int requests = 1000;
-    int threads = 2;
-    int window = 64;
-    std::string ready;
-    std::string go;
+struct Request {
+    const cli::Command* command;
+    cli::Args args;
+    std::string responseMethod;  // its own: the CLI's table is gone once the process exits
 };
 
-bool parse(int argc, char** argv, Options* options) {
-    static const option kLong[] = {{"instance", required_argument, nullptr, 'i'},
-                                   {"first-serial", required_argument, nullptr, 'f'},
-                                   {"requests", required_argument, nullptr, 'n'},
-                                   {"threads", required_argument, nullptr, 't'},
-                                   {"window", required_argument, nullptr, 'w'},
-                                   {"ready", required_argument, nullptr, 'r'},
-                                   {"go", required_argument, nullptr, 'g'},
-                                   {nullptr, 0, nullptr, 0}};
-    for (int c; (c = getopt_long(argc, argv, "", kLong, nullptr)) != -1;) {
-        switch (c) {
-            case 'i':
-                options->instance = std::atoi(optarg);
-                break;
-            case 'f':
-                options->firstSerial = std::atoi(optarg);
-                break;
-            case 'n':
-                options->requests = std::atoi(optarg);
-                break;
-            case 't':
-                options->threads = std::atoi(optarg);
-                break;
-            case 'w':
-                options->window = std::atoi(optarg);
-                break;
-            case 'r':
-                options->ready = optarg;
-                break;
-            case 'g':
-                options->go = optarg;
-                break;
-            default:
-                return false;
+/** The request `serial` sends, the same in every thread and process. */
+const Request& requestFor(int32_t serial) {
+    // Every client of the modem, reads mostly: a change of value makes the simulated modem save
+    // its state (an fsync under its lock). Rows that fail in the modem stay in. No reboots (the
+    // test restarts the modem itself), no MBN loads (they read files on the main thread).
+    static const std::pair<const char*, int> kMix[] = {
+            {"get-operating-mode", 90},
+            {"get-nr-network-mode", 80},
+            {"get-build-id", 90},
+            {"get-build-time", 70},
+            {"get-modem-property --key persist.storm", 40},
+            {"read-nv --nv-id 550 --sub-id 0 --index 0", 50},
+            {"get-active-mbn-info --type 1", 40},
+            {"force-asdiv --mode 1", 30},
+            {"set-sar-state --state 1", 30},
+            {"set-radio-info-report-switch on", 20},
+            {"set-nr-network-mode --mode 2", 10},
+            {"set-operating-mode --mode 0", 10},
+            {"set-modem-property --key persist.storm --value on", 10},
+            {"write-nv --nv-id 550 --sub-id 0 --index 0 --data 01", 10},
+            {"delete-ims-profile", 5},
+            {"select-mbn --type 1 --id MbnApp_/storm/none", 5},
+    };
+    // One per unit of weight; never destroyed, as the binder thread may use it while we exit.
+    static const std::vector<Request>* const slots = [] {
+        auto* slots = new std::vector<Request>();
+        for (const auto& [line, weight] : kMix) {
+            std::istringstream in(line);
+            std::vector<std::string> tokens{std::istream_iterator<std::string>(in), {}};
+            Request request{cli::findCommand(tokens[0]), {}, {}};
+            tokens.erase(tokens.begin());
+            bool help = false;
+            std::string why;
+            if (!request.command ||
+                !cli::parseArgs(*request.command, tokens, &request.args, &help, &why)) {
+                std::cerr << "storm mix: bad row '" << line << "': " << why << "\n";
+                std::abort();
+            }
+            request.responseMethod = cli::responseMethod(*request.command);
+            slots->insert(slots->end(), static_cast<size_t>(weight), request);
         }
-    }
-    return optind == argc && options->firstSerial > 0 && options->requests > 0 &&
-           options->threads > 0 && options->window >= 0 && !options->ready.empty() &&
-           !options->go.empty();
+        return slots;
+    }();
+    // Scrambled, so that neighbouring serials (one thread's run) differ in kind.
+    return (*slots)[(static_cast<uint32_t>(serial) * 2654435761u >> 8) % slots->size()];
 }
 
-std::shared_ptr<IModem> findModem(int instance) {
-    const std::string name =
-            std::string(IModem::descriptor) + "/instance" + std::to_string(instance);
-    for (int tries = 0; tries < 500; ++tries) {
-        if (auto modem = IModem::fromBinder(
-                    ndk::SpAIBinder(AServiceManager_checkService(name.c_str())))) {
-            return modem;
+/** Which calls were accepted and how often each serial was answered. */
+struct Ledger {
+    struct Serial {
+        int32_t status = -1;  // the call's; -1 if never made
+        uint32_t answers = 0;
+        uint32_t wrongMethod = 0;
+    };
+    std::mutex mutex;  // over all below
+    std::condition_variable answeredOne;
+    std::vector<Serial> serials;
+    int64_t unanswered[kThreads] = {};  // per thread: calls made, less refused, less answered
+    std::map<int32_t, uint32_t> others;
+};
+
+/** One write: lines of several threads never mix, and none waits in a buffer if we are killed. */
+void say(const std::string& line) {
+    (void)!::write(STDOUT_FILENO, line.data(), line.size());
+}
+
+int run(int32_t first, int requests, int window) {
+    // Told to go by SIGUSR1, blocked in every thread so that sigwait takes it.
+    sigset_t go;
+    sigemptyset(&go);
+    sigaddset(&go, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &go, nullptr);
+    const int perLane = (requests + kThreads - 1) / kThreads;
+    // The binder thread may still take an answer while the process exits.
+    const auto ledger = std::make_shared<Ledger>();
+    ledger->serials.resize(static_cast<size_t>(requests));
+    const auto answered = [ledger, first, perLane](const cli::Reply& reply) {
+        const int64_t index = int64_t{reply.serial} - first;
+        std::lock_guard<std::mutex> lock(ledger->mutex);
+        if (index < 0 || index >= static_cast<int64_t>(ledger->serials.size())) {
+            ++ledger->others[reply.serial];
+            return;
         }
-        std::this_thread::sleep_for(10ms);
-    }
-    return nullptr;
-}
-
-/** Prints "progress N" from whichever thread makes the Nth call, N a multiple of 1000. */
-void countCall(std::atomic<int>& calls) {
-    const int made = ++calls;
-    if (made % 1000 == 0) {
-        const std::string line = "progress " + std::to_string(made) + "\n";
-        // One write: lines from several threads never mix, and nothing waits in a buffer if the
-        // process is killed.
-        (void)!::write(STDOUT_FILENO, line.data(), line.size());
-    }
-}
-
-int run(const Options& options) {
-    // Both outlive run(): the binder thread may still take an answer while the process exits.
-    static const StormMix* const mix = new StormMix();
-    const int perThread = (options.requests + options.threads - 1) / options.threads;
-    const auto ledger =
-            std::make_shared<StormLedger>(options.firstSerial, options.threads, perThread);
+        Ledger::Serial& entry = ledger->serials[static_cast<size_t>(index)];
+        entry.wrongMethod += reply.method != requestFor(reply.serial).responseMethod;
+        if (entry.answers++ == 0) {  // a second answer frees no place in the window
+            --ledger->unanswered[index / perLane];
+            ledger->answeredOne.notify_all();
+        }
+    };
 
     // Answers are oneway calls: one binder thread takes them in order.
     ABinderProcess_setThreadPoolMaxThreadCount(0);
     ABinderProcess_startThreadPool();
-    const std::shared_ptr<IModem> modem = findModem(options.instance);
-    if (modem == nullptr) {
-        std::cerr << "plim-storm-client: the daemon's service was not found\n";
+    const std::string name = std::string(IModem::descriptor) + "/instance0";
+    const auto modem =
+            IModem::fromBinder(ndk::SpAIBinder(AServiceManager_getService(name.c_str())));
+    if (!modem ||
+        !modem->setCallback(cli::makeResponseReceiver(answered), cli::makeIndicationReceiver())
+                 .isOk()) {
+        std::cerr << "plim-storm-client: no service, or setCallback failed\n";
         return 2;
     }
-    const ndk::ScopedAStatus registered =
-            modem->setCallback(cli::makeResponseReceiver([ledger](cli::Reply reply) {
-                                   ledger->answered(reply.serial, reply.method, reply.error);
-                               }),
-                               cli::makeIndicationReceiver());
-    if (!registered.isOk()) {
-        std::cerr << "plim-storm-client: setCallback failed: " << registered.getDescription()
-                  << "\n";
-        return 2;
-    }
-    std::ofstream(options.ready).close();
-    const auto goBy = std::chrono::steady_clock::now() + 60s;
-    while (!std::filesystem::exists(options.go)) {
-        if (std::chrono::steady_clock::now() > goBy) {
-            std::cerr << "plim-storm-client: never told to go\n";
-            return 2;
-        }
-        std::this_thread::sleep_for(2ms);
-    }
+    say("ready\n");
+    int signal = 0;
+    sigwait(&go, &signal);
 
     std::atomic<int> calls{0};
-    std::atomic<int> stalled{0};
     std::vector<std::thread> senders;
-    const auto started = std::chrono::steady_clock::now();
-    for (int lane = 0; lane < options.threads; ++lane) {
+    for (int lane = 0; lane < kThreads; ++lane) {
         senders.emplace_back([&, lane] {
-            const int count = std::min(perThread, options.requests - lane * perThread);
-            for (int i = 0; i < count; ++i) {
-                if (options.window > 0 && !ledger->waitForRoom(lane, options.window, 20s)) {
-                    ++stalled;
-                    return;
+            for (int i = 0; i < std::min(perLane, requests - lane * perLane); ++i) {
+                const int32_t serial = first + lane * perLane + i;
+                {
+                    // No room within 20 s: an answer has gone missing, and the serials left
+                    // unsent are reported with it.
+                    std::unique_lock<std::mutex> lock(ledger->mutex);
+                    if (window > 0 && !ledger->answeredOne.wait_for(lock, 20s, [&] {
+                            return ledger->unanswered[lane] < window;
+                        })) {
+                        return;
+                    }
+                    ++ledger->unanswered[lane];  // before the call: its answer may come first
                 }
-                const int32_t serial = ledger->serialOf(lane, i);
-                const StormRequest& request = mix->forSerial(serial);
-                ledger->sending(serial, &request.responseMethod);
+                const Request& request = requestFor(serial);
                 const ndk::ScopedAStatus status =
                         request.command->send(*modem, serial, request.args);
-                ledger->sent(serial, status.isOk() ? 0 : status.getStatus());
-                countCall(calls);
+                {
+                    std::lock_guard<std::mutex> lock(ledger->mutex);
+                    Ledger::Serial& entry = ledger->serials[static_cast<size_t>(serial - first)];
+                    entry.status = status.isOk() ? 0 : status.getStatus();
+                    if (entry.status != 0 && entry.answers == 0) {
+                        --ledger->unanswered[lane];  // refused: no answer will free its place
+                    }
+                }
+                if (const int made = ++calls; made % 1000 == 0) {
+                    say("progress " + std::to_string(made) + "\n");
+                }
             }
         });
     }
     for (std::thread& sender : senders) {
         sender.join();
     }
-    const auto sentAll = std::chrono::steady_clock::now();
-    const bool allAnswered = ledger->waitForAll(30s);
-    const auto answeredAll = std::chrono::steady_clock::now();
+    std::unique_lock<std::mutex> lock(ledger->mutex);
+    ledger->answeredOne.wait_for(
+            lock, 30s, [&] { return ledger->unanswered[0] <= 0 && ledger->unanswered[1] <= 0; });
     // An answer given twice would come soon after the first: the daemon sends it as it goes.
+    lock.unlock();
     std::this_thread::sleep_for(300ms);
-    const auto ms = [&](auto end) {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(end - started).count();
-    };
-    std::cout << "summary calls=" << calls << " stalled=" << stalled
-              << " all_answered=" << allAnswered << " send_ms=" << ms(sentAll)
-              << " answered_ms=" << ms(answeredAll) << "\n";
-    ledger->write(std::cout);
-    std::cout.flush();
-    return stalled == 0 && allAnswered ? 0 : 1;
+    lock.lock();
+    size_t wrong = 0;
+    for (size_t i = 0; i < ledger->serials.size(); ++i) {
+        const Ledger::Serial& entry = ledger->serials[i];
+        if ((entry.status != 0 || entry.answers != 1 || entry.wrongMethod != 0) && ++wrong <= 10) {
+            std::cerr << "serial " << first + static_cast<int64_t>(i) << ": status " << entry.status
+                      << ", answers " << entry.answers << ", on another method "
+                      << entry.wrongMethod << "\n";
+        }
+    }
+    for (const auto& [serial, answers] : ledger->others) {
+        std::cout << "other " << serial << ' ' << answers << '\n';
+    }
+    return wrong == 0 ? 0 : 1;
 }
 
 }  // namespace
 }  // namespace com::vyr::plim::e2e
 
 int main(int argc, char** argv) {
-    com::vyr::plim::e2e::Options options;
-    if (!com::vyr::plim::e2e::parse(argc, argv, &options)) {
-        std::cerr << "usage: plim-storm-client --first-serial N --requests N --threads N "
-                     "--window N --ready FILE --go FILE [--instance N]\n";
+    if (argc != 4 || std::atoi(argv[1]) <= 0 || std::atoi(argv[2]) <= 0 || std::atoi(argv[3]) < 0) {
+        std::cerr << "usage: plim-storm-client FIRST-SERIAL REQUESTS WINDOW\n";
         return 2;
     }
-    return com::vyr::plim::e2e::run(options);
+    return com::vyr::plim::e2e::run(std::atoi(argv[1]), std::atoi(argv[2]), std::atoi(argv[3]));
 }
