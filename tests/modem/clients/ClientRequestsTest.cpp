@@ -2,20 +2,31 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// Requests of every small client and of the vendor-specific one end to end, over the outcomes a
-// modem can give them: served, service down, a failing call, a reply the library makes badly.
-// Each row's requests must bring exactly its responses, with the error mapped and the value
-// passed on, and reach the library with exactly its calls.
+// Requests of every small client and of the vendor-specific one end to end, from a client process
+// through a real proxy. One table over the outcomes a modem can give them (served, service down,
+// a failing call, a reply the library makes badly): each row's requests must bring exactly its
+// responses, with the error mapped and the value passed on. Then the vendor-specific buffers and
+// byte-string limits at their boundaries, a refused start, a modem reboot, and a storm from
+// several threads while the modem's services drop and come back: every serial answered once.
 
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <optional>
+#include <random>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
+
+#include <plim/Log.h>
 
 #include "ProxyRequestTest.h"
 
@@ -25,9 +36,11 @@ namespace {
 using aidl::vendor::vyr::plim::modem::IModem;
 using modemsim::Control;
 using modemsim::ReplyTamper;
+using modemsim::State;
 using test::Bytes;
 using test::bytes;
 using test::describeResult;
+using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
 
@@ -36,7 +49,8 @@ struct RequestRow {
     std::function<void()> arrange;  // what the modem is made to do
     std::function<void(IModem&)> requests;
     std::vector<std::string> responses;
-    std::optional<std::vector<std::string>> calls = std::nullopt;  // reaching the library
+    std::optional<std::vector<std::string>> calls;  // what reached the library, in order
+    std::function<bool(const State&)> modemHolds;
 };
 
 class ClientRequestsTest : public ProxyRequestTest,
@@ -45,7 +59,7 @@ class ClientRequestsTest : public ProxyRequestTest,
 TEST_P(ClientRequestsTest, Request_ForEachOutcome_AnswersOnceWithMappedErrorAndValue) {
     const RequestRow& row = GetParam();
     Control::setImsProfiles({{1, 1}, {1, 2}, {1, 3}});
-    Control::editState([](modemsim::State& s) { s.properties["k"] = "v"; });
+    Control::editState([](State& s) { s.properties["k"] = "v"; });
     row.arrange();
     daemon_.waitForIdle();
     EXPECT_EQ(row.responses, exchange(row.requests, row.responses.size())) << "wrong answers";
@@ -53,14 +67,22 @@ TEST_P(ClientRequestsTest, Request_ForEachOutcome_AnswersOnceWithMappedErrorAndV
         EXPECT_EQ(*row.calls, Control::callTexts())
                 << "a disconnected service was called, or the calls were not the request's";
     }
+    if (row.modemHolds) {
+        EXPECT_TRUE(row.modemHolds(Control::state())) << "the modem does not hold what was set";
+    }
 }
 
 /** Builds a row; the calls are checked only when given. */
 RequestRow row(const char* name, std::function<void()> arrange,
                std::function<void(IModem&)> requests, std::vector<std::string> responses,
-               std::optional<std::vector<std::string>> calls = std::nullopt) {
-    return RequestRow{name, std::move(arrange), std::move(requests), std::move(responses),
-                      std::move(calls)};
+               std::optional<std::vector<std::string>> calls = std::nullopt,
+               std::function<bool(const State&)> modemHolds = nullptr) {
+    return RequestRow{name,
+                      std::move(arrange),
+                      std::move(requests),
+                      std::move(responses),
+                      std::move(calls),
+                      std::move(modemHolds)};
 }
 
 void served() {}
@@ -99,31 +121,43 @@ const char* const kImsList = "modem_qdp_get_ims_profile(24)";
 INSTANTIATE_TEST_SUITE_P(
         Rows, ClientRequestsTest,
         ::testing::Values(
-                row("NasModes", served,
+                row("ModesReadBack", served,
                     [](IModem& m) {
-                        m.setNrNetworkMode(1, 2);
-                        m.getNrNetworkMode(2);
-                        m.setVonrMode(3, 1);
-                        m.getVonrMode(4);
+                        m.setOperatingMode(1, 5);
+                        m.getOperatingMode(2);
+                        m.setNrNetworkMode(3, 2);
+                        m.getNrNetworkMode(4);
+                        m.setVonrMode(5, 1);
+                        m.getVonrMode(6);
                     },
-                    {response("respondSetNrNetworkMode", 1, 0),
-                     response("respondGetNrNetworkMode", 2, 0, "int(2)"),
-                     response("respondSetVonrMode", 3, 0),
-                     response("respondGetVonrMode", 4, 0, "int(1)")},
-                    {{"modem_switch_nr_network_mode(2)", "modem_get_nr_network_mode()",
+                    {response("respondSetOperatingMode", 1, 0),
+                     response("respondGetOperatingMode", 2, 0, "int(5)"),
+                     response("respondSetNrNetworkMode", 3, 0),
+                     response("respondGetNrNetworkMode", 4, 0, "int(2)"),
+                     response("respondSetVonrMode", 5, 0),
+                     response("respondGetVonrMode", 6, 0, "int(1)")},
+                    {{"modem_set_operating_mode(5)", "modem_get_operating_mode()",
+                      "modem_switch_nr_network_mode(2)", "modem_get_nr_network_mode()",
                       "modem_set_vonr_mode(1)", "modem_get_vonr_mode()"}}),
-                row("SarState", served, [](IModem& m) { m.setSarState(3, 3); },
-                    {response("respondSetSarState", 3, 0)}, {{"modem_set_sar_dsi(3)"}}),
-                row("ForceAsdiv", served, [](IModem& m) { m.forceAsdiv(4, -2); },
-                    {response("respondForceAsdiv", 4, 0)}, {{"modem_diag_pan_force_asdiv(-2)"}}),
-                row("DeleteImsProfiles", served, [](IModem& m) { m.deleteImsProfile(5); },
-                    {response("respondDeleteImsProfile", 5, 0)},
-                    {{kImsList, "modem_qdp_delete_ims_profile(1, 1)",
-                      "modem_qdp_delete_ims_profile(1, 2)", "modem_qdp_delete_ims_profile(1, 3)"}}),
+                row(
+                        "SarState", served, [](IModem& m) { m.setSarState(7, 3); },
+                        {response("respondSetSarState", 7, 0)}, {{"modem_set_sar_dsi(3)"}},
+                        [](const State& s) { return s.sarState == 3; }),
+                row(
+                        "ForceAsdiv", served, [](IModem& m) { m.forceAsdiv(8, -2); },
+                        {response("respondForceAsdiv", 8, 0)}, {{"modem_diag_pan_force_asdiv(-2)"}},
+                        [](const State& s) { return s.asdivMode == -2; }),
+                row(
+                        "DeleteImsProfiles", served, [](IModem& m) { m.deleteImsProfile(9); },
+                        {response("respondDeleteImsProfile", 9, 0)},
+                        {{kImsList, "modem_qdp_delete_ims_profile(1, 1)",
+                          "modem_qdp_delete_ims_profile(1, 2)",
+                          "modem_qdp_delete_ims_profile(1, 3)"}},
+                        [](const State& s) { return s.imsProfiles.empty(); }),
                 row(
                         "DeleteImsProfilesOfNone", [] { Control::setImsProfiles({}); },
-                        [](IModem& m) { m.deleteImsProfile(6); },
-                        {response("respondDeleteImsProfile", 6, 0)}, {{kImsList}}),
+                        [](IModem& m) { m.deleteImsProfile(10); },
+                        {response("respondDeleteImsProfile", 10, 0)}, {{kImsList}}),
                 row(
                         "DmsDown", down(MODEM_API_SERVICE_DMS),
                         [](IModem& m) { m.getOperatingMode(21); },
@@ -198,6 +232,208 @@ INSTANTIATE_TEST_SUITE_P(
                     [](IModem& m) { m.get5gPowerSaveSwitch(71); },
                     {response("respondGet5gPowerSaveSwitch", 71, 0, describeResult(true))})),
         [](const ::testing::TestParamInfo<RequestRow>& info) { return info.param.name; });
+
+// ---- The vendor-specific client ---------------------------------------------------------------
+
+using VsRequestsTest = ProxyRequestTest;
+
+// Whole buffers, and the subscription an item belongs to.
+TEST_F(VsRequestsTest, NvAndEfs_OfWholeBuffer_ReachTheModemAndReadBackOnce) {
+    const std::vector<std::pair<std::function<void(IModem&)>, std::string>> steps{
+            {[](IModem& m) { m.writeNv(1, 550, 1, 0, pattern(512)); },
+             response("respondWriteNv", 1, 0)},
+            {[](IModem& m) { m.readNv(2, 550, 1, 0); },
+             response("respondReadNv", 2, 0, describeResult(pattern(512)))},
+            {[](IModem& m) { m.readNv(3, 550, 0, 0); },
+             response("respondReadNv", 3, 1, describeResult(Bytes{}))},
+            {[](IModem& m) { m.writeEfs(4, 40, 0, pattern(10240)); },
+             response("respondWriteEfs", 4, 0)},
+            {[](IModem& m) { m.readEfs(5, 40, 0); },
+             response("respondReadEfs", 5, 0, describeResult(pattern(10240)))}};
+    for (const auto& [request, answer] : steps) {
+        EXPECT_EQ(answer, ask(request)) << "wrong answer, or the modem lost the step before";
+    }
+    EXPECT_EQ(1u, Control::state().nvItems.size()) << "the NV item was not stored once";
+}
+
+TEST_F(VsRequestsTest, RebootModem_WhenServicesComeBack_RebindsAndServesAgain) {
+    Control::setRebootDowntime(std::chrono::milliseconds(20));
+    EXPECT_EQ(response("respondRebootModem", 31, 0), ask([](IModem& m) { m.rebootModem(31); }));
+    daemon_.waitForIdle();
+    for (const char* bind : {"modem_api_bind_nas_subscription", "modem_api_bind_vs_subscription",
+                             "modem_api_bind_wds_subscription"}) {
+        EXPECT_EQ(1u, Control::countCalls(bind)) << bind << " not called again after the reboot";
+    }
+    EXPECT_EQ(response("respondGetQstMode", 32, 0, describeResult(0)),
+              ask([](IModem& m) { m.getQstMode(32); }))
+            << "a request after the reboot was not served";
+}
+
+TEST_F(VsRequestsTest, AsyncRequest_WhenLibraryRefusesTheStart_AnswersFailedAtOnce) {
+    Control::failNextCalls("modem_api_active_mbn", 1, MODEM_API_BUSY);
+    EXPECT_EQ(response("respondActivateMbnByName", 72, 1),
+              ask([](IModem& m) { m.activateMbnByName(72, bytes("Commercial-A")); }));
+    EXPECT_TRUE(log_.contains(Log::ERROR, "modem-qmi-vs",
+                              "handleActivateMbnByNameMessage: failed to send async request"))
+            << log_.dump();
+    EXPECT_FALSE(logged("modem-qmi-vs", "modemApiAsyncCallback"))
+            << "a refused request was answered a second time from a callback";
+}
+
+// ---- Limits -------------------------------------------------------------------------------------
+
+struct LimitRow {
+    const char* name;
+    size_t limit;  // the shortest length refused
+    std::function<void(IModem&, int serial, size_t length)> request;
+    const char* call;  // the library function the request reaches when it is sent
+    std::function<std::string(int serial, bool sent)> response;
+};
+
+class VsLimitTest : public VsRequestsTest, public ::testing::WithParamInterface<LimitRow> {};
+
+TEST_P(VsLimitTest, Request_AtLimit_IsRefusedOneBelowIsSent) {
+    const LimitRow& row = GetParam();
+    // Keys of 51 bytes exist, so that a sent request succeeds.
+    Control::editState([](State& s) { s.properties[std::string(51, 'k')] = "v"; });
+    for (const size_t length : {row.limit - 1, row.limit}) {
+        const bool sent = length < row.limit;
+        const int serial = static_cast<int>(length);
+        EXPECT_EQ(row.response(serial, sent),
+                  ask([&](IModem& m) { row.request(m, serial, length); }))
+                << "the limit is off by one or answered wrongly at length " << length;
+        EXPECT_EQ(sent ? 1u : 0u, Control::countCalls(row.call))
+                << (sent ? "a request within its limit did not reach the modem"
+                         : "a request past its limit reached the modem");
+        Control::clearCalls();
+    }
+}
+
+/** The answer of a request without result: OK when sent, INVALID_ARGUMENT when refused. */
+std::function<std::string(int, bool)> plain(const char* method) {
+    return [=](int serial, bool sent) { return response(method, serial, sent ? 0 : 3); };
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Vs, VsLimitTest,
+        ::testing::Values(
+                LimitRow{"MbnName", 64,
+                         [](IModem& m, int s, size_t n) { m.activateMbnByName(s, Bytes(n, 'n')); },
+                         "modem_api_active_mbn", plain("respondActivateMbnByName")},
+                LimitRow{"GetKey", 52,
+                         [](IModem& m, int s, size_t n) { m.getModemProperty(s, Bytes(n, 'k')); },
+                         "modem_api_get_modem_property",
+                         [](int serial, bool sent) {
+                             return response("respondGetModemProperty", serial, sent ? 0 : 3,
+                                             describeResult(sent ? bytes("v") : Bytes{}));
+                         }},
+                LimitRow{
+                        "DeleteKey", 52,
+                        [](IModem& m, int s, size_t n) { m.deleteModemProperty(s, Bytes(n, 'k')); },
+                        "modem_api_delete_modem_property_sync",
+                        plain("respondDeleteModemProperty")},
+                LimitRow{"SetKey", 52,
+                         [](IModem& m, int s, size_t n) {
+                             m.setModemProperty(s, Bytes(n, 'k'), bytes("1"));
+                         },
+                         "modem_api_set_modem_property", plain("respondSetModemProperty")},
+                LimitRow{"SetValue", 512,
+                         [](IModem& m, int s, size_t n) {
+                             m.setModemProperty(s, Bytes(10, 'k'), Bytes(n, 'v'));
+                         },
+                         "modem_api_set_modem_property", plain("respondSetModemProperty")}),
+        [](const ::testing::TestParamInfo<LimitRow>& info) { return info.param.name; });
+
+// ---- The storm ----------------------------------------------------------------------------------
+
+/** Request number `i` of the mix, with `serial`: every kind but the reboot, synchronous and
+ * asynchronous ones mixed. */
+void sendMixed(IModem& modem, int serial, int i) {
+    const Bytes key{'k', static_cast<uint8_t>('0' + i % 4)};
+    using Send = void (*)(IModem&, int serial, int i, const Bytes& key);
+    static const Send kMix[] = {
+            [](IModem& m, int s, int, auto&) { m.getBuildTime(s); },
+            [](IModem& m, int s, int i, auto&) { m.writeNv(s, i % 8, 0, 0, {uint8_t(i)}); },
+            [](IModem& m, int s, int i, auto&) { m.readNv(s, i % 8, 0, 0); },
+            [](IModem& m, int s, int, auto& k) { m.setModemProperty(s, k, {'v'}); },
+            [](IModem& m, int s, int, auto& k) { m.getModemProperty(s, k); },
+            [](IModem& m, int s, int, auto& k) { m.deleteModemProperty(s, k); },
+            [](IModem& m, int s, int, auto&) { m.get5gPowerSaveSwitch(s); },
+            [](IModem& m, int s, int i, auto&) { m.setQstMode(s, i % 3); },
+            [](IModem& m, int s, int, auto&) { m.getQstMode(s); },
+            [](IModem& m, int s, int, auto&) { m.abortRrcConnection(s); },
+            [](IModem& m, int s, int i, auto&) { m.activateMbnByName(s, Bytes(i % 70, 'n')); },
+            [](IModem& m, int s, int i, auto&) { m.informScreenState(s, i % 2 == 0); },
+            [](IModem& m, int s, int, auto&) { m.getBuildId(s); },
+            [](IModem& m, int s, int i, auto&) { m.writeEfs(s, i % 8, 0, {uint8_t(i)}); },
+            [](IModem& m, int s, int i, auto&) { m.set5gPowerSaveSwitch(s, i % 2 == 0); },
+            [](IModem& m, int s, int i, auto&) { m.readEfs(s, i % 8, 0); },
+            [](IModem& m, int s, int, auto&) { m.removeRatMask(s); },
+            [](IModem& m, int s, int i, auto&) { m.deleteEfsFile(s, i % 8, 0); },
+            [](IModem& m, int s, int i, auto&) { m.set5gPowerSaveMode(s, int8_t(i)); },
+            [](IModem& m, int s, int i, auto&) { m.deleteEfsDir(s, i % 8); },
+            [](IModem& m, int s, int i, auto&) { m.setRadioInfoReportSwitch(s, i % 2 == 0); },
+            [](IModem& m, int s, int, auto&) { m.getSimlockFuseState(s); },
+            [](IModem& m, int s, int, auto&) { m.restoreDiffQcn(s); },
+    };
+    kMix[i % std::size(kMix)](modem, serial, i, key);
+}
+
+using VsStormTest = ProxyRequestTest;
+
+// Answered on the looper and on two library reply threads, while the modem restarts or its VS
+// service drops and comes back at random.
+TEST_F(VsStormTest, MixedRequests_WhileServicesDropAndReturn_AreEachAnsweredOnce) {
+    constexpr int kSenders = 4;
+    constexpr int kRequestsPerSender = 5000;
+    constexpr int kRequests = kSenders * kRequestsPerSender;
+    std::atomic<bool> sending{true};
+    std::thread disruptor([&] {
+        std::mt19937 random(20261123);
+        while (sending.load()) {
+            if (random() % 4 == 0) {
+                Control::restartModem(std::chrono::milliseconds(random() % 3));
+            } else {
+                Control::setServiceAvailable(MODEM_API_SERVICE_VS, false);
+                std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+                Control::setServiceAvailable(MODEM_API_SERVICE_VS, true);
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+        }
+    });
+    std::vector<std::thread> senders;
+    for (int s = 0; s < kSenders; ++s) {
+        senders.emplace_back([this, s] {
+            client_.run([&] {
+                for (int i = 0; i < kRequestsPerSender; ++i) {
+                    sendMixed(*modem_, s * kRequestsPerSender + i, i);
+                }
+            });
+        });
+    }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    sending = false;
+    disruptor.join();
+
+    ASSERT_TRUE(client_.waitForCalls(kRequests, std::chrono::minutes(3)))
+            << "requests were never answered";
+    daemon_.waitForIdle();
+    std::map<int32_t, int> answers;
+    for (const test::RecordedCall& call : client_.takeCalls()) {
+        ++answers[call.info.serial];
+    }
+    std::ostringstream wrong;
+    for (int serial = 0; serial < kRequests; ++serial) {
+        const int count = answers.count(serial) != 0 ? answers[serial] : 0;
+        if (count != 1) {
+            wrong << " serial " << serial << " x" << count;
+        }
+    }
+    EXPECT_EQ("", wrong.str()) << "serials not answered exactly once";
+    EXPECT_EQ(static_cast<size_t>(kRequests), answers.size()) << "answers to serials never sent";
+}
 
 }  // namespace
 }  // namespace com::vyr::plim::modem

@@ -377,6 +377,7 @@ INSTANTIATE_TEST_SUITE_P(
                                    "NO valid ind_token for response"},
                           EventRow{"ServiceNotReady", META, answer(MODEM_API_SERVICE_NOT_READY, 5),
                                    4, 0, "modem api result = 8"},
+                          EventRow{"ActiveNone", ACTIVE, answer(0, 0), 0, 0, "original serial = 7"},
                           EventRow{"ActiveCountAtArea", ACTIVE, answer(0, 124), 0, 124,
                                    "original serial = 7"},
                           EventRow{"ActiveCountPastArea", ACTIVE, answer(0, 125), 0, 124,
