@@ -139,6 +139,22 @@ INSTANTIATE_TEST_SUITE_P(
                     {{"modem_set_operating_mode(5)", "modem_get_operating_mode()",
                       "modem_switch_nr_network_mode(2)", "modem_get_nr_network_mode()",
                       "modem_set_vonr_mode(1)", "modem_get_vonr_mode()"}}),
+                // Whole buffers, and the subscription an item belongs to.
+                row(
+                        "NvAndEfsOfWholeBuffer", served,
+                        [](IModem& m) {
+                            m.writeNv(11, 550, 1, 0, pattern(512));
+                            m.readNv(12, 550, 1, 0);
+                            m.readNv(13, 550, 0, 0);
+                            m.writeEfs(14, 40, 0, pattern(10240));
+                            m.readEfs(15, 40, 0);
+                        },
+                        {response("respondWriteNv", 11, 0),
+                         response("respondReadNv", 12, 0, describeResult(pattern(512))),
+                         response("respondReadNv", 13, 1, kNoBytes),
+                         response("respondWriteEfs", 14, 0),
+                         response("respondReadEfs", 15, 0, describeResult(pattern(10240)))},
+                        std::nullopt, [](const State& s) { return s.nvItems.size() == 1; }),
                 row(
                         "SarState", served, [](IModem& m) { m.setSarState(7, 3); },
                         {response("respondSetSarState", 7, 0)}, {{"modem_set_sar_dsi(3)"}},
@@ -236,25 +252,6 @@ INSTANTIATE_TEST_SUITE_P(
 // ---- The vendor-specific client ---------------------------------------------------------------
 
 using VsRequestsTest = ProxyRequestTest;
-
-// Whole buffers, and the subscription an item belongs to.
-TEST_F(VsRequestsTest, NvAndEfs_OfWholeBuffer_ReachTheModemAndReadBackOnce) {
-    const std::vector<std::pair<std::function<void(IModem&)>, std::string>> steps{
-            {[](IModem& m) { m.writeNv(1, 550, 1, 0, pattern(512)); },
-             response("respondWriteNv", 1, 0)},
-            {[](IModem& m) { m.readNv(2, 550, 1, 0); },
-             response("respondReadNv", 2, 0, describeResult(pattern(512)))},
-            {[](IModem& m) { m.readNv(3, 550, 0, 0); },
-             response("respondReadNv", 3, 1, describeResult(Bytes{}))},
-            {[](IModem& m) { m.writeEfs(4, 40, 0, pattern(10240)); },
-             response("respondWriteEfs", 4, 0)},
-            {[](IModem& m) { m.readEfs(5, 40, 0); },
-             response("respondReadEfs", 5, 0, describeResult(pattern(10240)))}};
-    for (const auto& [request, answer] : steps) {
-        EXPECT_EQ(answer, ask(request)) << "wrong answer, or the modem lost the step before";
-    }
-    EXPECT_EQ(1u, Control::state().nvItems.size()) << "the NV item was not stored once";
-}
 
 TEST_F(VsRequestsTest, RebootModem_WhenServicesComeBack_RebindsAndServesAgain) {
     Control::setRebootDowntime(std::chrono::milliseconds(20));
