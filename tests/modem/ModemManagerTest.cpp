@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <future>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,12 @@ namespace {
 using modemsim::Control;
 using test::LogCapture;
 using test::LoopThread;
+
+/** Rows print as their names: in the test names the runner lists, and in failures. */
+template <typename Row>
+auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
+    return os << row.name;
+}
 
 constexpr const char* TAG = "modem-manager";
 

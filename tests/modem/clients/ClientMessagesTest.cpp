@@ -14,6 +14,7 @@
 #include <climits>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,12 @@ namespace com::vyr::plim::modem {
 namespace {
 
 using test::LogCapture;
+
+/** Rows print as their names: in the test names the runner lists, and in failures. */
+template <typename Row>
+auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
+    return os << row.name;
+}
 
 struct ClientRow {
     const char* name;

@@ -19,6 +19,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -43,6 +44,12 @@ using test::describeResult;
 using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
+
+/** Rows print as their names: in the test names the runner lists, and in failures. */
+template <typename Row>
+auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
+    return os << row.name;
+}
 
 struct RequestRow {
     const char* name;

@@ -21,6 +21,7 @@
 #include <functional>
 #include <future>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,12 @@ using test::describeResult;
 using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
+
+/** Rows print as their names: in the test names the runner lists, and in failures. */
+template <typename Row>
+auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
+    return os << row.name;
+}
 
 constexpr const char* TAG = "modem-qmi-pdc";
 constexpr int CONFIG_TYPE = 1;
