@@ -5,13 +5,16 @@
 // Every client's handle() with messages no binder request produces (no message, a parameter of
 // the wrong type or none, an id it does not know), and the vendor-specific client's reply
 // callback with records no request of its own produces: each is refused, answered by nothing and
-// never reaches the modem library; a refused record is still freed.
+// never reaches the modem library; a refused record is still freed. And the client base's
+// conversion of the library's results.
 
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
 
+#include <climits>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -39,6 +42,12 @@ namespace {
 
 using test::LogCapture;
 
+/** Rows print as their names: in the test names the runner lists, and in failures. */
+template <typename Row>
+auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
+    return os << row.name;
+}
+
 struct ClientRow {
     const char* name;
     std::function<std::shared_ptr<Handler>()> make;
@@ -46,10 +55,6 @@ struct ClientRow {
     std::function<std::shared_ptr<Param>()> wrongParam;  // a parameter of another type
     int unknownId;
 };
-
-void PrintTo(const ClientRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class ClientMessagesTest : public ::testing::TestWithParam<ClientRow> {
   protected:
@@ -72,21 +77,14 @@ class ClientMessagesTest : public ::testing::TestWithParam<ClientRow> {
     std::shared_ptr<Handler> client_;
 };
 
-TEST_P(ClientMessagesTest, Handle_WithNullMessage_ReturnsInvalidArgument) {
-    EXPECT_EQ(INVALID_ARGUMENT, client_->handle(nullptr)) << "a null message was not refused";
-}
-
-TEST_P(ClientMessagesTest, Handle_WithMissingOrMistypedParam_ReturnsInvalidArgumentUnanswered) {
+TEST_P(ClientMessagesTest, Handle_WithUnusableMessage_RefusesItUnanswered) {
     const ClientRow& row = GetParam();
+    EXPECT_EQ(INVALID_ARGUMENT, client_->handle(nullptr)) << "a null message was not refused";
     for (const std::shared_ptr<Param>& param : {std::shared_ptr<Param>(), row.wrongParam()}) {
         EXPECT_EQ(INVALID_ARGUMENT,
                   client_->handle(Message::obtain(row.id, client_, param, nullptr)))
                 << "an unusable parameter was not refused";
     }
-}
-
-TEST_P(ClientMessagesTest, Handle_WithUnknownId_ReturnsUnsupportedUnanswered) {
-    const ClientRow& row = GetParam();
     auto param = std::make_shared<SerialVoidParam>(1);
     EXPECT_EQ(UNSUPPORTED, client_->handle(Message::obtain(row.unknownId, client_, param, nullptr)))
             << "an unknown message id was not refused";
@@ -106,12 +104,8 @@ INSTANTIATE_TEST_SUITE_P(
         ::testing::Values(
                 ClientRow{"DmsGet", [] { return std::make_shared<DmsQmiClient>(); },
                           DmsQmiClient::GET_OPERATING_MODE, paramOf<SerialIntParam>(1), 3},
-                ClientRow{"DmsSet", [] { return std::make_shared<DmsQmiClient>(); },
-                          DmsQmiClient::SET_OPERATING_MODE, paramOf<SerialVoidParam>(), 0},
                 ClientRow{"NasSetVonr", [] { return std::make_shared<NasQmiClient>(0); },
                           NasQmiClient::SET_VONR_MODE, paramOf<SerialBoolParam>(true), 5},
-                ClientRow{"NasGetNr", [] { return std::make_shared<NasQmiClient>(1); },
-                          NasQmiClient::GET_NR_NETWORK_MODE, paramOf<SerialIntParam>(2), -1},
                 ClientRow{"Sar", [] { return std::make_shared<SarQmiClient>(); },
                           SarQmiClient::SET_SAR_STATE, paramOf<SerialVoidParam>(), 2},
                 ClientRow{"Wds", [] { return std::make_shared<WdsQmiClient>(0); },
@@ -137,17 +131,17 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- The vendor-specific reply callback ------------------------------------------------------
 
+enum class Held { NOTHING, MESSAGE_WITHOUT_PARAM, REQUEST };
+enum class Owner { NONE, VS, NAS };
+
 struct RecordRow {
     const char* name;
-    // The record handed to the callback; `msg` is the request message it is built around.
-    std::function<ModemAsyncCbData*(const std::shared_ptr<Message>& msg)> record;
+    bool record;  // false: the callback gets no record at all
+    Held message;
+    Owner client;
     int msgId;
     std::string logLine;
 };
-
-void PrintTo(const RecordRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class VsAsyncCallbackTest : public ::testing::TestWithParam<RecordRow> {
   protected:
@@ -166,60 +160,83 @@ TEST_P(VsAsyncCallbackTest, Callback_WithBrokenRecord_LogsFreesAndAnswersNothing
         auto request =
                 Message::obtain(row.msgId, client_, std::make_shared<SerialVoidParam>(5), nullptr);
         msg = request;
-        ModemAsyncCbData* record = row.record(request);
+        auto vs = std::make_shared<VsQmiClient>(0);
+        std::shared_ptr<Message> held = row.message == Held::REQUEST ? request
+                                        : row.message == Held::MESSAGE_WITHOUT_PARAM
+                                                ? Message::obtain(row.msgId, vs, nullptr, nullptr)
+                                                : nullptr;
+        std::shared_ptr<QmiClient> owner = row.client == Owner::VS ? std::shared_ptr<QmiClient>(vs)
+                                           : row.client == Owner::NAS
+                                                   ? std::make_shared<NasQmiClient>(0)
+                                                   : nullptr;
+        ModemAsyncCbData* record = row.record ? new ModemAsyncCbData{held, owner} : nullptr;
         request.reset();
         modem_api_async_response reply{};
         VsQmiClient::modemApiAsyncCallback(&reply, sizeof(reply), record, MODEM_API_SUCCESS);
     }
-    EXPECT_TRUE(log_.contains(Log::ERROR, "modem-qmi-vs", row.logLine)) << log_.dump();
+    EXPECT_TRUE(log_.contains(Log::ERROR, "modem-qmi-vs", "modemApiAsyncCallback: " + row.logLine))
+            << log_.dump();
     EXPECT_TRUE(msg.expired()) << "the record (and the message it holds) was not freed";
 }
+
+const std::string kNoClient = "can't get VS qmi client from cb data, serial = 5";
 
 INSTANTIATE_TEST_SUITE_P(
         Records, VsAsyncCallbackTest,
         ::testing::Values(
-                RecordRow{"Null", [](const auto&) { return nullptr; }, VsQmiClient::GET_BUILD_TIME,
-                          "modemApiAsyncCallback: null async cb data, can't process"},
-                RecordRow{
-                        "NoMessage",
-                        [](const auto&) {
-                            return new ModemAsyncCbData{nullptr, std::make_shared<VsQmiClient>(0)};
-                        },
-                        VsQmiClient::GET_BUILD_TIME,
-                        "modemApiAsyncCallback: can't get original request msg from cb data, "
-                        "maybe logic issue"},
-                RecordRow{"NoParam",
-                          [](const auto&) {
-                              auto vs = std::make_shared<VsQmiClient>(0);
-                              return new ModemAsyncCbData{
-                                      Message::obtain(VsQmiClient::GET_BUILD_TIME, vs, nullptr,
-                                                      nullptr),
-                                      vs};
-                          },
+                RecordRow{"Null", false, Held::NOTHING, Owner::NONE, VsQmiClient::GET_BUILD_TIME,
+                          "null async cb data, can't process"},
+                RecordRow{"NoMessage", true, Held::NOTHING, Owner::VS, VsQmiClient::GET_BUILD_TIME,
+                          "can't get original request msg from cb data, maybe logic issue"},
+                RecordRow{"NoParam", true, Held::MESSAGE_WITHOUT_PARAM, Owner::VS,
                           VsQmiClient::GET_BUILD_TIME,
-                          "modemApiAsyncCallback: null param in original request msg, can't "
-                          "process async response"},
-                RecordRow{
-                        "OtherClient",
-                        [](const std::shared_ptr<Message>& msg) {
-                            return new ModemAsyncCbData{msg, std::make_shared<NasQmiClient>(0)};
-                        },
-                        VsQmiClient::GET_BUILD_TIME,
-                        "modemApiAsyncCallback: can't get VS qmi client from cb data, serial = 5"},
-                RecordRow{
-                        "NoClient",
-                        [](const std::shared_ptr<Message>& msg) {
-                            return new ModemAsyncCbData{msg, nullptr};
-                        },
-                        VsQmiClient::GET_BUILD_ID,
-                        "modemApiAsyncCallback: can't get VS qmi client from cb data, serial = 5"},
+                          "null param in original request msg, can't process async response"},
+                RecordRow{"OtherClient", true, Held::REQUEST, Owner::NAS,
+                          VsQmiClient::GET_BUILD_TIME, kNoClient},
+                RecordRow{"NoClient", true, Held::REQUEST, Owner::NONE, VsQmiClient::GET_BUILD_ID,
+                          kNoClient},
                 // A synchronous request's id: the reply has no processor.
-                RecordRow{"SyncMessageId",
-                          [](const std::shared_ptr<Message>& msg) {
-                              return new ModemAsyncCbData{msg, std::make_shared<VsQmiClient>(0)};
-                          },
-                          VsQmiClient::READ_NV, "modemApiAsyncCallback: unsupported msg id = 3"}),
+                RecordRow{"SyncMessageId", true, Held::REQUEST, Owner::VS, VsQmiClient::READ_NV,
+                          "unsupported msg id = 3"}),
         [](const ::testing::TestParamInfo<RecordRow>& info) { return info.param.name; });
+
+// ---- The client base's checks of what the modem library returns ------------------------------
+
+struct ResultRow {
+    const char* name;
+    modem_api_result_type result;
+    int expected;
+};
+
+class QmiClientResultTest : public ::testing::TestWithParam<ResultRow> {};
+
+TEST_P(QmiClientResultTest, ConvertModemApiResult_ForEachCode_MapsToItsErrno) {
+    EXPECT_EQ(GetParam().expected, QmiClient::convertModemApiResult(GetParam().result))
+            << "modem result " << GetParam().result << " maps to the wrong error";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Codes, QmiClientResultTest,
+        ::testing::Values(
+                ResultRow{"Success", 0, OK}, ResultRow{"GenericFailure", 1, FAILED},
+                ResultRow{"NoMemory", 2, NO_MEMORY},
+                ResultRow{"InvalidArgument", 3, INVALID_ARGUMENT}, ResultRow{"Internal", 4, FAILED},
+                ResultRow{"NotSupported", 5, UNSUPPORTED}, ResultRow{"Timeout", 6, FAILED},
+                ResultRow{"Transport", 7, FAILED}, ResultRow{"NotReady", 8, INVALID_STATE},
+                ResultRow{"Busy", 9, FAILED}, ResultRow{"NoResources", 10, NO_MEMORY},
+                ResultRow{"FirstUnknown", 11, FAILED}, ResultRow{"Negative", -1, FAILED},
+                ResultRow{"Largest", INT_MAX, FAILED}, ResultRow{"Smallest", INT_MIN, FAILED}),
+        [](const ::testing::TestParamInfo<ResultRow>& info) { return info.param.name; });
+
+TEST(QmiClientReplyTest, VerifyModemApiAsyncResponse_WhenNotExactly548Bytes_IsInvalidArgument) {
+    std::vector<uint8_t> reply(549);
+    for (size_t size : {size_t{0}, size_t{8}, size_t{547}, size_t{549}}) {
+        EXPECT_EQ(INVALID_ARGUMENT, QmiClient::verifyModemApiAsyncResponse(reply.data(), size))
+                << "a reply of " << size << " bytes was accepted";
+    }
+    EXPECT_EQ(INVALID_ARGUMENT, QmiClient::verifyModemApiAsyncResponse(nullptr, 548))
+            << "a null reply was accepted";
+}
 
 }  // namespace
 }  // namespace com::vyr::plim::modem

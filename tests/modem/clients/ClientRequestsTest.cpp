@@ -2,17 +2,32 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The DMS, NAS, SAR, WDS and diagnostic requests end to end: a client process calls the daemon's
-// IModem through a proxy, the request crosses the main looper and the simulated modem library,
-// and exactly one response per serial comes back with the error and the modem's value.
+// Requests of every small client and of the vendor-specific one end to end, from a client process
+// through a real proxy. One table over the outcomes a modem can give them (served, service down,
+// a failing call, a reply the library makes badly): each row's requests must bring exactly its
+// responses, with the error mapped and the value passed on. Then the vendor-specific buffers and
+// byte-string limits at their boundaries, a refused start, a modem reboot, and a storm from
+// several threads while the modem's services drop and come back: every serial answered once.
 
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstring>
 #include <functional>
-#include <memory>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <random>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
+
+#include <plim/Log.h>
 
 #include "ProxyRequestTest.h"
 
@@ -21,179 +36,407 @@ namespace {
 
 using aidl::vendor::vyr::plim::modem::IModem;
 using modemsim::Control;
+using modemsim::ReplyTamper;
+using modemsim::State;
+using test::Bytes;
+using test::bytes;
+using test::describeResult;
+using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
 
+/** Rows print as their names: in the test names the runner lists, and in failures. */
+template <typename Row>
+auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
+    return os << row.name;
+}
+
 struct RequestRow {
     const char* name;
+    std::function<void()> arrange;  // what the modem is made to do
     std::function<void(IModem&)> requests;
     std::vector<std::string> responses;
-    std::vector<std::string> calls;  // what reached the modem library, in order
-    std::function<bool(const modemsim::State&)> modemHolds;
+    std::optional<std::vector<std::string>> calls;  // what reached the library, in order
+    std::function<bool(const State&)> modemHolds;
 };
 
-void PrintTo(const RequestRow& row, std::ostream* os) {
-    *os << row.name;
-}
+class ClientRequestsTest : public ProxyRequestTest,
+                           public ::testing::WithParamInterface<RequestRow> {};
 
-class ClientRequestsRowTest : public ProxyRequestTest,
-                              public ::testing::WithParamInterface<RequestRow> {};
-
-TEST_P(ClientRequestsRowTest, Request_WhenServiceConnected_AnswersWithModemValue) {
+TEST_P(ClientRequestsTest, Request_ForEachOutcome_AnswersOnceWithMappedErrorAndValue) {
     const RequestRow& row = GetParam();
+    Control::setImsProfiles({{1, 1}, {1, 2}, {1, 3}});
+    Control::editState([](State& s) { s.properties["k"] = "v"; });
+    row.arrange();
+    daemon_.waitForIdle();
     EXPECT_EQ(row.responses, exchange(row.requests, row.responses.size())) << "wrong answers";
-    EXPECT_EQ(row.calls, Control::callTexts()) << "wrong calls to the modem library";
-    EXPECT_TRUE(row.modemHolds(Control::state())) << "the modem does not hold what was set";
+    if (row.calls) {
+        EXPECT_EQ(*row.calls, Control::callTexts())
+                << "a disconnected service was called, or the calls were not the request's";
+    }
+    if (row.modemHolds) {
+        EXPECT_TRUE(row.modemHolds(Control::state())) << "the modem does not hold what was set";
+    }
 }
+
+/** Builds a row; the calls are checked only when given. */
+RequestRow row(const char* name, std::function<void()> arrange,
+               std::function<void(IModem&)> requests, std::vector<std::string> responses,
+               std::optional<std::vector<std::string>> calls = std::nullopt,
+               std::function<bool(const State&)> modemHolds = nullptr) {
+    return RequestRow{name,
+                      std::move(arrange),
+                      std::move(requests),
+                      std::move(responses),
+                      std::move(calls),
+                      std::move(modemHolds)};
+}
+
+void served() {}
+
+std::function<void()> down(int32_t service) {
+    return [=] { Control::setServiceAvailable(service, false); };
+}
+
+/** The next call of `function` fails, after `passing` calls of it that do not. */
+std::function<void()> fails(const char* function, int passing = 0) {
+    return [=] { Control::failNextCalls(function, 1, -19, passing); };
+}
+
+std::function<void()> tampered(const char* function, ReplyTamper tamper) {
+    return [=] { Control::tamperNextReplies(function, 1, tamper); };
+}
+
+std::function<void()> payload(const char* function, Bytes payload) {
+    return tampered(function, {{}, std::move(payload), {}, false});
+}
+
+/** A reply payload: a build text's length word, then `text`. */
+Bytes buildText(uint32_t length, const std::string& text) {
+    Bytes payload(sizeof(length) + text.size());
+    std::memcpy(payload.data(), &length, sizeof(length));
+    std::memcpy(payload.data() + sizeof(length), text.data(), text.size());
+    return payload;
+}
+
+const std::string kNoBytes = describeResult(Bytes{});
+const std::string kNoText = describeResult(std::string());
+const std::string kText255(255, 't');
+const std::vector<std::string> kNoCalls;
+const char* const kImsList = "modem_qdp_get_ims_profile(24)";
 
 INSTANTIATE_TEST_SUITE_P(
-        Requests, ClientRequestsRowTest,
+        Rows, ClientRequestsTest,
         ::testing::Values(
-                RequestRow{"OperatingMode",
-                           [](IModem& m) {
-                               m.setOperatingMode(1, 5);
-                               m.getOperatingMode(2);
-                           },
-                           {response("respondSetOperatingMode", 1, 0),
-                            response("respondGetOperatingMode", 2, 0, "int(5)")},
-                           {"modem_set_operating_mode(5)", "modem_get_operating_mode()"},
-                           [](const modemsim::State& s) { return s.operatingMode == 5; }},
-                RequestRow{"NrNetworkMode",
-                           [](IModem& m) {
-                               m.setNrNetworkMode(3, 2);
-                               m.getNrNetworkMode(4);
-                           },
-                           {response("respondSetNrNetworkMode", 3, 0),
-                            response("respondGetNrNetworkMode", 4, 0, "int(2)")},
-                           {"modem_switch_nr_network_mode(2)", "modem_get_nr_network_mode()"},
-                           [](const modemsim::State& s) { return s.nrNetworkMode == 2; }},
-                RequestRow{"VonrMode",
-                           [](IModem& m) {
-                               m.setVonrMode(5, 1);
-                               m.getVonrMode(6);
-                           },
-                           {response("respondSetVonrMode", 5, 0),
-                            response("respondGetVonrMode", 6, 0, "int(1)")},
-                           {"modem_set_vonr_mode(1)", "modem_get_vonr_mode()"},
-                           [](const modemsim::State& s) { return s.vonrMode == 1; }},
-                RequestRow{"SarState",
-                           [](IModem& m) { m.setSarState(7, 3); },
-                           {response("respondSetSarState", 7, 0)},
-                           {"modem_set_sar_dsi(3)"},
-                           [](const modemsim::State& s) { return s.sarState == 3; }},
-                RequestRow{"ForceAsdiv",
-                           [](IModem& m) { m.forceAsdiv(8, -2); },
-                           {response("respondForceAsdiv", 8, 0)},
-                           {"modem_diag_pan_force_asdiv(-2)"},
-                           [](const modemsim::State& s) { return s.asdivMode == -2; }},
-                RequestRow{"DeleteImsProfiles",
-                           [](IModem& m) { m.deleteImsProfile(9); },
-                           {response("respondDeleteImsProfile", 9, 0)},
-                           {"modem_qdp_get_ims_profile(24)", "modem_qdp_delete_ims_profile(1, 1)",
-                            "modem_qdp_delete_ims_profile(1, 2)"},
-                           [](const modemsim::State& s) { return s.imsProfiles.empty(); }}),
+                row("ModesReadBack", served,
+                    [](IModem& m) {
+                        m.setOperatingMode(1, 5);
+                        m.getOperatingMode(2);
+                        m.setNrNetworkMode(3, 2);
+                        m.getNrNetworkMode(4);
+                        m.setVonrMode(5, 1);
+                        m.getVonrMode(6);
+                    },
+                    {response("respondSetOperatingMode", 1, 0),
+                     response("respondGetOperatingMode", 2, 0, "int(5)"),
+                     response("respondSetNrNetworkMode", 3, 0),
+                     response("respondGetNrNetworkMode", 4, 0, "int(2)"),
+                     response("respondSetVonrMode", 5, 0),
+                     response("respondGetVonrMode", 6, 0, "int(1)")},
+                    {{"modem_set_operating_mode(5)", "modem_get_operating_mode()",
+                      "modem_switch_nr_network_mode(2)", "modem_get_nr_network_mode()",
+                      "modem_set_vonr_mode(1)", "modem_get_vonr_mode()"}}),
+                // Whole buffers, and the subscription an item belongs to.
+                row(
+                        "NvAndEfsOfWholeBuffer", served,
+                        [](IModem& m) {
+                            m.writeNv(11, 550, 1, 0, pattern(512));
+                            m.readNv(12, 550, 1, 0);
+                            m.readNv(13, 550, 0, 0);
+                            m.writeEfs(14, 40, 0, pattern(10240));
+                            m.readEfs(15, 40, 0);
+                        },
+                        {response("respondWriteNv", 11, 0),
+                         response("respondReadNv", 12, 0, describeResult(pattern(512))),
+                         response("respondReadNv", 13, 1, kNoBytes),
+                         response("respondWriteEfs", 14, 0),
+                         response("respondReadEfs", 15, 0, describeResult(pattern(10240)))},
+                        std::nullopt, [](const State& s) { return s.nvItems.size() == 1; }),
+                row(
+                        "SarState", served, [](IModem& m) { m.setSarState(7, 3); },
+                        {response("respondSetSarState", 7, 0)}, {{"modem_set_sar_dsi(3)"}},
+                        [](const State& s) { return s.sarState == 3; }),
+                row(
+                        "ForceAsdiv", served, [](IModem& m) { m.forceAsdiv(8, -2); },
+                        {response("respondForceAsdiv", 8, 0)}, {{"modem_diag_pan_force_asdiv(-2)"}},
+                        [](const State& s) { return s.asdivMode == -2; }),
+                row(
+                        "DeleteImsProfiles", served, [](IModem& m) { m.deleteImsProfile(9); },
+                        {response("respondDeleteImsProfile", 9, 0)},
+                        {{kImsList, "modem_qdp_delete_ims_profile(1, 1)",
+                          "modem_qdp_delete_ims_profile(1, 2)",
+                          "modem_qdp_delete_ims_profile(1, 3)"}},
+                        [](const State& s) { return s.imsProfiles.empty(); }),
+                row(
+                        "DeleteImsProfilesOfNone", [] { Control::setImsProfiles({}); },
+                        [](IModem& m) { m.deleteImsProfile(10); },
+                        {response("respondDeleteImsProfile", 10, 0)}, {{kImsList}}),
+                row(
+                        "DmsDown", down(MODEM_API_SERVICE_DMS),
+                        [](IModem& m) { m.getOperatingMode(21); },
+                        {response("respondGetOperatingMode", 21, 4, "int(0)")}, kNoCalls),
+                row(
+                        "SarDown", down(MODEM_API_SERVICE_SAR),
+                        [](IModem& m) { m.setSarState(23, 1); },
+                        {response("respondSetSarState", 23, 4)}, kNoCalls),
+                row(
+                        "WdsDown", down(MODEM_API_SERVICE_WDS),
+                        [](IModem& m) { m.deleteImsProfile(24); },
+                        {response("respondDeleteImsProfile", 24, 4)}, kNoCalls),
+                row("DmsReadFails", fails("modem_get_operating_mode"),
+                    [](IModem& m) { m.getOperatingMode(25); },
+                    {response("respondGetOperatingMode", 25, 1, "int(0)")},
+                    {{"modem_get_operating_mode()"}}),
+                row("NasSwitchFails", fails("modem_switch_nr_network_mode"),
+                    [](IModem& m) { m.setNrNetworkMode(26, 4); },
+                    {response("respondSetNrNetworkMode", 26, 1)},
+                    {{"modem_switch_nr_network_mode(4)"}}),
+                row("DiagFails", fails("modem_diag_pan_force_asdiv"),
+                    [](IModem& m) { m.forceAsdiv(27, 1); }, {response("respondForceAsdiv", 27, 1)},
+                    {{"modem_diag_pan_force_asdiv(1)"}}),
+                row("ImsListFails", fails("modem_qdp_get_ims_profile"),
+                    [](IModem& m) { m.deleteImsProfile(28); },
+                    {response("respondDeleteImsProfile", 28, 1)}, {{kImsList}}),
+                // The first failure stops the loop: the third profile is not tried.
+                row("ImsSecondDeleteFails", fails("modem_qdp_delete_ims_profile", 1),
+                    [](IModem& m) { m.deleteImsProfile(29); },
+                    {response("respondDeleteImsProfile", 29, 1)},
+                    {{kImsList, "modem_qdp_delete_ims_profile(1, 1)",
+                      "modem_qdp_delete_ims_profile(1, 2)"}}),
+                // The connection is tested before the key's size.
+                row(
+                        "VsDownKeyPastLimit", down(MODEM_API_SERVICE_VS),
+                        [](IModem& m) { m.deleteModemProperty(52, Bytes(52, 'k')); },
+                        {response("respondDeleteModemProperty", 52, 4)}, kNoCalls),
+                row(
+                        "VsDownSyncRead", down(MODEM_API_SERVICE_VS),
+                        [](IModem& m) { m.getQstMode(53); },
+                        {response("respondGetQstMode", 53, 4, describeResult(-1))}, kNoCalls),
+                row(
+                        "VsDownAsyncRead", down(MODEM_API_SERVICE_VS),
+                        [](IModem& m) { m.getBuildId(54); },
+                        {response("respondGetBuildId", 54, 4, kNoText)}, kNoCalls),
+                row("ReplyWithoutRecord",
+                    tampered("modem_api_get_modem_property", {{}, {}, {}, true}),
+                    [](IModem& m) { m.getModemProperty(63, bytes("k")); },
+                    {response("respondGetModemProperty", 63, 3, kNoBytes)}),
+                row("ReplyServiceNotReady",
+                    tampered("modem_api_remove_rat_mask", {8u, {}, {}, false}),
+                    [](IModem& m) { m.removeRatMask(64); },
+                    {response("respondRemoveRatMask", 64, 4)}),
+                row("BuildTimeOf255", payload("modem_get_build_time", buildText(255, kText255)),
+                    [](IModem& m) { m.getBuildTime(67); },
+                    {response("respondGetBuildTime", 67, 0, describeResult(kText255))}),
+                row("BuildTimeOf256",
+                    payload("modem_get_build_time", buildText(256, kText255 + "t")),
+                    [](IModem& m) { m.getBuildTime(68); },
+                    {response("respondGetBuildTime", 68, 3, kNoText)}),
+                row("BuildIdWithZeroInside",
+                    payload("modem_get_build_id",
+                            buildText(20, std::string("ABCDE\0GHIJKLMNOPQRST", 20))),
+                    [](IModem& m) { m.getBuildId(69); },
+                    {response("respondGetBuildId", 69, 0, describeResult(std::string("ABCDE")))}),
+                row("PropertyWithoutTerminator",
+                    payload("modem_api_get_modem_property",
+                            Bytes(MODEM_API_ASYNC_PAYLOAD_SIZE, 'p')),
+                    [](IModem& m) { m.getModemProperty(70, bytes("k")); },
+                    {response("respondGetModemProperty", 70, 0, describeResult(Bytes(511, 'p')))}),
+                row("PowerSaveByteTwo", payload("modem_api_get_power_save_mode", {2}),
+                    [](IModem& m) { m.get5gPowerSaveSwitch(71); },
+                    {response("respondGet5gPowerSaveSwitch", 71, 0, describeResult(true))})),
         [](const ::testing::TestParamInfo<RequestRow>& info) { return info.param.name; });
 
-struct FailureRow {
+// ---- The vendor-specific client ---------------------------------------------------------------
+
+using VsRequestsTest = ProxyRequestTest;
+
+TEST_F(VsRequestsTest, RebootModem_WhenServicesComeBack_RebindsAndServesAgain) {
+    Control::setRebootDowntime(std::chrono::milliseconds(20));
+    EXPECT_EQ(response("respondRebootModem", 31, 0), ask([](IModem& m) { m.rebootModem(31); }));
+    daemon_.waitForIdle();
+    for (const char* bind : {"modem_api_bind_nas_subscription", "modem_api_bind_vs_subscription",
+                             "modem_api_bind_wds_subscription"}) {
+        EXPECT_EQ(1u, Control::countCalls(bind)) << bind << " not called again after the reboot";
+    }
+    EXPECT_EQ(response("respondGetQstMode", 32, 0, describeResult(0)),
+              ask([](IModem& m) { m.getQstMode(32); }))
+            << "a request after the reboot was not served";
+}
+
+TEST_F(VsRequestsTest, AsyncRequest_WhenLibraryRefusesTheStart_AnswersFailedAtOnce) {
+    Control::failNextCalls("modem_api_active_mbn", 1, MODEM_API_BUSY);
+    EXPECT_EQ(response("respondActivateMbnByName", 72, 1),
+              ask([](IModem& m) { m.activateMbnByName(72, bytes("Commercial-A")); }));
+    EXPECT_TRUE(log_.contains(Log::ERROR, "modem-qmi-vs",
+                              "handleActivateMbnByNameMessage: failed to send async request"))
+            << log_.dump();
+    EXPECT_FALSE(logged("modem-qmi-vs", "modemApiAsyncCallback"))
+            << "a refused request was answered a second time from a callback";
+}
+
+// ---- Limits -------------------------------------------------------------------------------------
+
+struct LimitRow {
     const char* name;
-    int32_t unavailableService;  // 0: none
-    const char* failingCall;     // nullptr: none
-    int passingCalls;            // calls of failingCall that pass before it fails
-    std::function<void(IModem&)> request;
-    std::string response;
-    std::vector<std::string> calls;
+    size_t limit;  // the shortest length refused
+    std::function<void(IModem&, int serial, size_t length)> request;
+    const char* call;  // the library function the request reaches when it is sent
+    std::function<std::string(int serial, bool sent)> response;
 };
 
-void PrintTo(const FailureRow& row, std::ostream* os) {
-    *os << row.name;
-}
+class VsLimitTest : public VsRequestsTest, public ::testing::WithParamInterface<LimitRow> {};
 
-class ClientFailuresTest : public ProxyRequestTest,
-                           public ::testing::WithParamInterface<FailureRow> {};
-
-TEST_P(ClientFailuresTest, Request_WhenServiceDownOrCallFails_AnswersWithError) {
-    const FailureRow& row = GetParam();
-    Control::setImsProfiles({{1, 1}, {1, 2}, {1, 3}});
-    if (row.unavailableService != 0) {
-        Control::setServiceAvailable(row.unavailableService, false);
-        daemon_.waitForIdle();
+TEST_P(VsLimitTest, Request_AtLimit_IsRefusedOneBelowIsSent) {
+    const LimitRow& row = GetParam();
+    // Keys of 51 bytes exist, so that a sent request succeeds.
+    Control::editState([](State& s) { s.properties[std::string(51, 'k')] = "v"; });
+    for (const size_t length : {row.limit - 1, row.limit}) {
+        const bool sent = length < row.limit;
+        const int serial = static_cast<int>(length);
+        EXPECT_EQ(row.response(serial, sent),
+                  ask([&](IModem& m) { row.request(m, serial, length); }))
+                << "the limit is off by one or answered wrongly at length " << length;
+        EXPECT_EQ(sent ? 1u : 0u, Control::countCalls(row.call))
+                << (sent ? "a request within its limit did not reach the modem"
+                         : "a request past its limit reached the modem");
+        Control::clearCalls();
     }
-    if (row.failingCall != nullptr) {
-        Control::failNextCalls(row.failingCall, 1, -19, row.passingCalls);
-    }
-    EXPECT_EQ(std::vector<std::string>{row.response}, exchange(row.request, 1))
-            << "wrong error answered";
-    EXPECT_EQ(row.calls, Control::callTexts())
-            << "a disconnected service was called, or a failing call was not made";
 }
 
-FailureRow down(const char* name, int32_t service, std::function<void(IModem&)> request,
-                std::string response) {
-    return FailureRow{name, service, nullptr, 0, std::move(request), std::move(response), {}};
-}
-
-FailureRow fails(const char* name, const char* call, int passing,
-                 std::function<void(IModem&)> request, std::string response,
-                 std::vector<std::string> calls) {
-    return FailureRow{
-            name, 0, call, passing, std::move(request), std::move(response), std::move(calls)};
+/** The answer of a request without result: OK when sent, INVALID_ARGUMENT when refused. */
+std::function<std::string(int, bool)> plain(const char* method) {
+    return [=](int serial, bool sent) { return response(method, serial, sent ? 0 : 3); };
 }
 
 INSTANTIATE_TEST_SUITE_P(
-        Failures, ClientFailuresTest,
+        Vs, VsLimitTest,
         ::testing::Values(
-                down(
-                        "DmsDown", MODEM_API_SERVICE_DMS, [](IModem& m) { m.getOperatingMode(21); },
-                        response("respondGetOperatingMode", 21, 4, "int(0)")),
-                down(
-                        "NasDown", MODEM_API_SERVICE_NAS, [](IModem& m) { m.getVonrMode(22); },
-                        response("respondGetVonrMode", 22, 4, "int(0)")),
-                down(
-                        "SarDown", MODEM_API_SERVICE_SAR, [](IModem& m) { m.setSarState(23, 1); },
-                        response("respondSetSarState", 23, 4)),
-                down(
-                        "WdsDown", MODEM_API_SERVICE_WDS, [](IModem& m) { m.deleteImsProfile(24); },
-                        response("respondDeleteImsProfile", 24, 4)),
-                fails("DmsReadFails", "modem_get_operating_mode", 0,
-                      [](IModem& m) { m.getOperatingMode(25); },
-                      response("respondGetOperatingMode", 25, 1, "int(0)"),
-                      {"modem_get_operating_mode()"}),
-                fails("NasSwitchFails", "modem_switch_nr_network_mode", 0,
-                      [](IModem& m) { m.setNrNetworkMode(26, 4); },
-                      response("respondSetNrNetworkMode", 26, 1),
-                      {"modem_switch_nr_network_mode(4)"}),
-                fails("DiagFails", "modem_diag_pan_force_asdiv", 0,
-                      [](IModem& m) { m.forceAsdiv(27, 1); }, response("respondForceAsdiv", 27, 1),
-                      {"modem_diag_pan_force_asdiv(1)"}),
-                fails("ImsListFails", "modem_qdp_get_ims_profile", 0,
-                      [](IModem& m) { m.deleteImsProfile(28); },
-                      response("respondDeleteImsProfile", 28, 1),
-                      {"modem_qdp_get_ims_profile(24)"}),
-                // The first failure stops the loop: the third profile is not tried.
-                fails("ImsSecondDeleteFails", "modem_qdp_delete_ims_profile", 1,
-                      [](IModem& m) { m.deleteImsProfile(29); },
-                      response("respondDeleteImsProfile", 29, 1),
-                      {"modem_qdp_get_ims_profile(24)", "modem_qdp_delete_ims_profile(1, 1)",
-                       "modem_qdp_delete_ims_profile(1, 2)"})),
-        [](const ::testing::TestParamInfo<FailureRow>& info) { return info.param.name; });
+                LimitRow{"MbnName", 64,
+                         [](IModem& m, int s, size_t n) { m.activateMbnByName(s, Bytes(n, 'n')); },
+                         "modem_api_active_mbn", plain("respondActivateMbnByName")},
+                LimitRow{"GetKey", 52,
+                         [](IModem& m, int s, size_t n) { m.getModemProperty(s, Bytes(n, 'k')); },
+                         "modem_api_get_modem_property",
+                         [](int serial, bool sent) {
+                             return response("respondGetModemProperty", serial, sent ? 0 : 3,
+                                             describeResult(sent ? bytes("v") : Bytes{}));
+                         }},
+                LimitRow{
+                        "DeleteKey", 52,
+                        [](IModem& m, int s, size_t n) { m.deleteModemProperty(s, Bytes(n, 'k')); },
+                        "modem_api_delete_modem_property_sync",
+                        plain("respondDeleteModemProperty")},
+                LimitRow{"SetKey", 52,
+                         [](IModem& m, int s, size_t n) {
+                             m.setModemProperty(s, Bytes(n, 'k'), bytes("1"));
+                         },
+                         "modem_api_set_modem_property", plain("respondSetModemProperty")},
+                LimitRow{"SetValue", 512,
+                         [](IModem& m, int s, size_t n) {
+                             m.setModemProperty(s, Bytes(10, 'k'), Bytes(n, 'v'));
+                         },
+                         "modem_api_set_modem_property", plain("respondSetModemProperty")}),
+        [](const ::testing::TestParamInfo<LimitRow>& info) { return info.param.name; });
 
-TEST_F(ProxyRequestTest, DeleteImsProfile_WhenModemHasNone_AnswersOkWithoutDeleting) {
-    Control::setImsProfiles({});
-    EXPECT_EQ(std::vector<std::string>{response("respondDeleteImsProfile", 31, 0)},
-              exchange([](IModem& m) { m.deleteImsProfile(31); }, 1));
-    EXPECT_EQ(std::vector<std::string>{"modem_qdp_get_ims_profile(24)"}, Control::callTexts())
-            << "a delete was tried with no profile to delete";
+// ---- The storm ----------------------------------------------------------------------------------
+
+/** Request number `i` of the mix, with `serial`: every kind but the reboot, synchronous and
+ * asynchronous ones mixed. */
+void sendMixed(IModem& modem, int serial, int i) {
+    const Bytes key{'k', static_cast<uint8_t>('0' + i % 4)};
+    using Send = void (*)(IModem&, int serial, int i, const Bytes& key);
+    static const Send kMix[] = {
+            [](IModem& m, int s, int, auto&) { m.getBuildTime(s); },
+            [](IModem& m, int s, int i, auto&) { m.writeNv(s, i % 8, 0, 0, {uint8_t(i)}); },
+            [](IModem& m, int s, int i, auto&) { m.readNv(s, i % 8, 0, 0); },
+            [](IModem& m, int s, int, auto& k) { m.setModemProperty(s, k, {'v'}); },
+            [](IModem& m, int s, int, auto& k) { m.getModemProperty(s, k); },
+            [](IModem& m, int s, int, auto& k) { m.deleteModemProperty(s, k); },
+            [](IModem& m, int s, int, auto&) { m.get5gPowerSaveSwitch(s); },
+            [](IModem& m, int s, int i, auto&) { m.setQstMode(s, i % 3); },
+            [](IModem& m, int s, int, auto&) { m.getQstMode(s); },
+            [](IModem& m, int s, int, auto&) { m.abortRrcConnection(s); },
+            [](IModem& m, int s, int i, auto&) { m.activateMbnByName(s, Bytes(i % 70, 'n')); },
+            [](IModem& m, int s, int i, auto&) { m.informScreenState(s, i % 2 == 0); },
+            [](IModem& m, int s, int, auto&) { m.getBuildId(s); },
+            [](IModem& m, int s, int i, auto&) { m.writeEfs(s, i % 8, 0, {uint8_t(i)}); },
+            [](IModem& m, int s, int i, auto&) { m.set5gPowerSaveSwitch(s, i % 2 == 0); },
+            [](IModem& m, int s, int i, auto&) { m.readEfs(s, i % 8, 0); },
+            [](IModem& m, int s, int, auto&) { m.removeRatMask(s); },
+            [](IModem& m, int s, int i, auto&) { m.deleteEfsFile(s, i % 8, 0); },
+            [](IModem& m, int s, int i, auto&) { m.set5gPowerSaveMode(s, int8_t(i)); },
+            [](IModem& m, int s, int i, auto&) { m.deleteEfsDir(s, i % 8); },
+            [](IModem& m, int s, int i, auto&) { m.setRadioInfoReportSwitch(s, i % 2 == 0); },
+            [](IModem& m, int s, int, auto&) { m.getSimlockFuseState(s); },
+            [](IModem& m, int s, int, auto&) { m.restoreDiffQcn(s); },
+    };
+    kMix[i % std::size(kMix)](modem, serial, i, key);
 }
 
-TEST_F(ProxyRequestTest, ForceAsdiv_WhenEveryServiceDown_StillReachesTheLibrary) {
-    for (int32_t service : {1, 2, 3, 17, 36, 228}) {
-        Control::setServiceAvailable(service, false);
+using VsStormTest = ProxyRequestTest;
+
+// Answered on the looper and on two library reply threads, while the modem restarts or its VS
+// service drops and comes back at random.
+TEST_F(VsStormTest, MixedRequests_WhileServicesDropAndReturn_AreEachAnsweredOnce) {
+    constexpr int kSenders = 4;
+    constexpr int kRequestsPerSender = 5000;
+    constexpr int kRequests = kSenders * kRequestsPerSender;
+    std::atomic<bool> sending{true};
+    std::thread disruptor([&] {
+        std::mt19937 random(20261123);
+        while (sending.load()) {
+            if (random() % 4 == 0) {
+                Control::restartModem(std::chrono::milliseconds(random() % 3));
+            } else {
+                Control::setServiceAvailable(MODEM_API_SERVICE_VS, false);
+                std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+                Control::setServiceAvailable(MODEM_API_SERVICE_VS, true);
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+        }
+    });
+    std::vector<std::thread> senders;
+    for (int s = 0; s < kSenders; ++s) {
+        senders.emplace_back([this, s] {
+            client_.run([&] {
+                for (int i = 0; i < kRequestsPerSender; ++i) {
+                    sendMixed(*modem_, s * kRequestsPerSender + i, i);
+                }
+            });
+        });
     }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    sending = false;
+    disruptor.join();
+
+    ASSERT_TRUE(client_.waitForCalls(kRequests, std::chrono::minutes(3)))
+            << "requests were never answered";
     daemon_.waitForIdle();
-    EXPECT_EQ(std::vector<std::string>{response("respondForceAsdiv", 32, 0)},
-              exchange([](IModem& m) { m.forceAsdiv(32, 6); }, 1));
-    EXPECT_EQ(std::vector<std::string>{"modem_diag_pan_force_asdiv(6)"}, Control::callTexts())
-            << "the diagnostic call waited for a service it does not need";
+    std::map<int32_t, int> answers;
+    for (const test::RecordedCall& call : client_.takeCalls()) {
+        ++answers[call.info.serial];
+    }
+    std::ostringstream wrong;
+    for (int serial = 0; serial < kRequests; ++serial) {
+        const int count = answers.count(serial) != 0 ? answers[serial] : 0;
+        if (count != 1) {
+            wrong << " serial " << serial << " x" << count;
+        }
+    }
+    EXPECT_EQ("", wrong.str()) << "serials not answered exactly once";
+    EXPECT_EQ(static_cast<size_t>(kRequests), answers.size()) << "answers to serials never sent";
 }
 
 }  // namespace

@@ -3,9 +3,8 @@
  */
 
 // A whole daemon instance 0 and one binder client in a process of its own: requests go through
-// a real proxy, cross the main looper and the simulated modem library, and come back as
-// responses the client records. Ends by checking that nothing was answered twice or unasked
-// and that nothing is still queued to the client.
+// a real proxy, the main looper and the simulated modem library. Ends by checking that nothing
+// was answered twice or unasked and that nothing is still queued to the client.
 
 #pragma once
 
@@ -14,7 +13,6 @@
 #include <modem_sim/ModemSimControl.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,7 +27,6 @@ namespace com::vyr::plim::test {
 
 using Bytes = std::vector<uint8_t>;
 
-/** A text's bytes, as byte-string arguments carry them. */
 inline Bytes bytes(const std::string& text) {
     return Bytes(text.begin(), text.end());
 }
@@ -43,7 +40,7 @@ inline Bytes pattern(size_t size) {
     return data;
 }
 
-/** What a client's response looks like in its record. */
+/** A response as the client records it. */
 inline std::string response(const std::string& method, int serial, int error,
                             const std::string& result = "") {
     return "client: " + method + " type=0 serial=" + std::to_string(serial) +
@@ -79,7 +76,6 @@ class ProxyRequestTest : public ::testing::Test {
         return texts(client_.takeCalls());
     }
 
-    /** Sends one request and returns its one response. */
     std::string ask(const std::function<void(IModem&)>& request) {
         std::vector<std::string> responses = exchange(request, 1);
         return responses.size() == 1 ? responses[0] : "not exactly one response";
