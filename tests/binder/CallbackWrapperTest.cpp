@@ -9,6 +9,7 @@
 #include <android/binder_process.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <map>
@@ -22,6 +23,7 @@
 #include <plim/Log.h>
 
 #include "CallbackHolders.h"
+#include "DeathNoticeGate.h"
 #include "LogCapture.h"
 #include "ModemIndication.h"
 #include "ModemResponse.h"
@@ -52,7 +54,6 @@ const std::string kDied =
         holderLine("client of %s died, reset callback for %p", kResponse, &holder());
 const std::string kUnlinked =
         holderLine("binder of %s unlinked, cookie = %p", kResponse, &holder());
-const std::string kUpdating = std::string("updating callback for ") + kResponse;
 
 // How client A's callback leaves the holder.
 struct LeaveRow {
@@ -71,8 +72,8 @@ class CallbackWrapperTest : public ::testing::TestWithParam<LeaveRow> {
         // As the daemon registers: death notices for the holders' links run on its pool.
         ABinderProcess_setThreadPoolMaxThreadCount(1);
         ABinderProcess_startThreadPool();
-        a_.startThreads(2);
-        b_.startThreads(2);
+        a_.startThreadPool(2);
+        b_.startThreadPool(2);
     }
 
     void TearDown() override {
@@ -80,29 +81,20 @@ class CallbackWrapperTest : public ::testing::TestWithParam<LeaveRow> {
         CallbackHolders::indication().update(nullptr);
         ABinderHost_waitForIdle();
         EXPECT_EQ(nullptr, holder().get()) << "the response holder could not be cleared";
-        for (TestClient* client : {&a_, &b_}) {
-            EXPECT_EQ(test::texts({}), test::texts(client->takeCalls()))
-                    << client->name() << " got responses that no test step sent";
-            EXPECT_EQ(0u, client->process().pendingWork())
-                    << "responses still queued to " << client->name();
-            EXPECT_EQ(0u, client->liveProxies())
-                    << "a proxy for " << client->name() << " outlived the holders";
-        }
+        a_.expectNothingLeft();
+        b_.expectNothingLeft();
         EXPECT_EQ(0u, ABinderHost_Process_getPendingWork(ABinderHost_Process_getDefault()))
                 << "death notices still queued to the daemon";
-        EXPECT_EQ(0u, errorLines()) << "the holder logged an error\n" << log_.dump();
+        EXPECT_EQ(0u, count(Log::ERROR)) << "the holder logged an error\n" << log_.dump();
     }
 
-    size_t count(int priority, const std::string& text) const {
-        return log_.count(priority, TAG, text);
-    }
-
-    size_t errorLines() const {
-        size_t errors = 0;
-        for (const test::LogLine& line : log_.lines()) {
-            errors += line.tag == TAG && line.priority == Log::ERROR ? 1 : 0;
-        }
-        return errors;
+    // The holders' lines under `priority` with `text`, or with any text if it is empty.
+    size_t count(int priority, const std::string& text = "") const {
+        const std::vector<test::LogLine> lines = log_.lines();
+        return std::count_if(lines.begin(), lines.end(), [&](const test::LogLine& line) {
+            return line.tag == TAG && line.priority == priority &&
+                   (text.empty() || line.text == text);
+        });
     }
 
     test::LogCapture log_;
@@ -110,51 +102,27 @@ class CallbackWrapperTest : public ::testing::TestWithParam<LeaveRow> {
     TestClient b_{"client-b"};
 };
 
-// The same remote callback set twice (each setCallback brings a new proxy object) is one link.
-TEST_F(CallbackWrapperTest, OnClientDied_WhenHeldClientKilled_ClearsOnceThenWatchesNext) {
-    std::shared_ptr<IModemResponse> first = a_.responseProxy();
-    std::shared_ptr<IModemResponse> second = a_.responseProxy();
-    ASSERT_NE(first, second) << "two setCallbacks must bring distinct proxy objects";
-    holder().update(first);
-    holder().update(second);
-    first.reset();
-    second.reset();
-    EXPECT_EQ(0u, count(Log::WARN, kUnlinked)) << "setting the held callback again unlinked it";
-
-    ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(nullptr, holder().get()) << "the dead client's callback is still held";
-    EXPECT_EQ(1u, count(Log::WARN, kDied))
-            << "one death must give one notice, with the holder as cookie\n"
-            << log_.dump();
-    EXPECT_EQ(1u, count(Log::WARN, kUnlinked)) << "one client must have one death link";
-    EXPECT_EQ(3u, count(Log::INFO, kUpdating)) << "the death did not clear through update";
-    EXPECT_EQ(0u, errorLines()) << "clearing a dead client logged an error\n" << log_.dump();
-    EXPECT_EQ(INVALID_STATE, ModemResponse::respondRebootModem(5, OK))
-            << "a response after the death was not dropped";
-
-    holder().update(b_.responseProxy());
-    ASSERT_TRUE(b_.kill()) << "client B was not alive to be killed";
-    ABinderHost_waitForIdle();
-    EXPECT_EQ(nullptr, holder().get()) << "the next client's death went unnoticed";
-    EXPECT_EQ(2u, count(Log::WARN, kDied)) << "each of two deaths must be reported once";
-}
-
 TEST_P(CallbackWrapperTest, Update_WhenCallbackLeaves_ItsClientsDeathSparesTheHolder) {
     const LeaveRow& row = GetParam();
-    std::weak_ptr<IModemResponse> left;
-    std::shared_ptr<IModemResponse> proxy = a_.responseProxy();
+    std::shared_ptr<IModemResponse> proxy = a_.proxy<IModemResponse>();
     // Linked first, so that it holds back the holder's part of A's notice too. It also keeps the
     // proxy's links alive (dropping the last reference would end them).
     test::DeathNoticeGate gate(proxy->asBinder());
     holder().update(proxy);
-    left = proxy;
+    // The same remote callback set again (each setCallback brings a new proxy object) must keep
+    // its one link: a second one would show as a second unlink below.
+    std::shared_ptr<IModemResponse> again = a_.proxy<IModemResponse>();
+    ASSERT_NE(proxy, again) << "two setCallbacks must bring distinct proxy objects";
+    holder().update(again);
+    again.reset();
+    EXPECT_EQ(0u, count(Log::WARN, kUnlinked)) << "setting the held callback again unlinked it";
+    std::weak_ptr<IModemResponse> left = proxy;
     proxy.reset();
     if (row.diesFirst) {
         ASSERT_TRUE(a_.kill()) << "client A was not alive to be killed";
         ASSERT_TRUE(gate.waitUntilNoticed()) << "A's death notice never came";
     }
-    std::shared_ptr<IModemResponse> successor = row.replaced ? b_.responseProxy() : nullptr;
+    std::shared_ptr<IModemResponse> successor = row.replaced ? b_.proxy<IModemResponse>() : nullptr;
     holder().update(successor);
     gate.release();
     if (!row.diesFirst) {
@@ -176,6 +144,16 @@ TEST_P(CallbackWrapperTest, Update_WhenCallbackLeaves_ItsClientsDeathSparesTheHo
         EXPECT_EQ(std::vector<std::string>{"client-b: respondSetSarState type=0 serial=7 error=0"},
                   test::texts(b_.takeCalls()))
                 << "the successor lost the response";
+        // The holder watches its successor as it watched A, even after A's death.
+        ASSERT_TRUE(b_.kill()) << "client B was not alive to be killed";
+        ABinderHost_waitForIdle();
+        EXPECT_EQ(nullptr, holder().get()) << "the successor's death went unnoticed";
+        EXPECT_EQ(row.diesFirst ? 2u : 1u, count(Log::WARN, kDied))
+                << "the successor's death was not reported once, with the holder as cookie\n"
+                << log_.dump();
+        EXPECT_EQ(2u, count(Log::WARN, kUnlinked)) << "the successor's link did not end once";
+        EXPECT_EQ(INVALID_STATE, ModemResponse::respondRebootModem(5, OK))
+                << "a response after the death was not dropped";
     }
 }
 
@@ -190,10 +168,10 @@ INSTANTIATE_TEST_SUITE_P(Leaves, CallbackWrapperTest,
 
 TEST_F(CallbackWrapperTest, OnClientDied_WhenIndicationClientDies_ClearsOnlyIndicationHolder) {
     CallbackWrapper<IModemIndication>& indications = CallbackHolders::indication();
-    holder().update(a_.responseProxy());
+    holder().update(a_.proxy<IModemResponse>());
     EXPECT_EQ(INVALID_STATE, ModemIndication::indicateCacheInfo())
             << "a response callback passed for an indication callback";
-    indications.update(b_.indicationProxy());
+    indications.update(b_.proxy<IModemIndication>());
     EXPECT_EQ(OK, ModemIndication::indicateCacheInfo()) << "the indication callback went unseen";
     ASSERT_TRUE(b_.kill()) << "client B was not alive to be killed";
     ABinderHost_waitForIdle();
@@ -214,13 +192,13 @@ TEST_F(CallbackWrapperTest,
     constexpr int kSends = 300;
     std::vector<std::vector<int>> results(kSenders);
     std::atomic<bool> sending{true};
-    holder().update(a_.responseProxy());
+    holder().update(a_.proxy<IModemResponse>());
     // Swaps the callback all the time: A, B, B again (the same client twice in a row), none.
     std::thread replacer([&] {
         for (int k = 0; sending.load(); ++k) {
-            holder().update(k % 4 == 0   ? a_.responseProxy()
+            holder().update(k % 4 == 0   ? a_.proxy<IModemResponse>()
                             : k % 4 == 3 ? nullptr
-                                         : b_.responseProxy());
+                                         : b_.proxy<IModemResponse>());
         }
     });
     std::vector<std::thread> senders;

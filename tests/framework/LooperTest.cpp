@@ -117,7 +117,7 @@ TEST_F(LooperTest, Dispatch_WhenLoopKeepsFallingAsleep_NeverLosesAWakeUp) {
 }
 
 TEST_F(LooperTest, Dispatch_WhenQueued_RefusesSecondCopyKeepsTargetAndParamAliveThenReleasesAll) {
-    auto target = loop_.make<Probe>([] { return std::make_shared<Probe>(); });
+    std::shared_ptr<Probe> target = loop_.call([] { return std::make_shared<Probe>(); });
     std::weak_ptr<Probe> weakTarget = target;
     std::weak_ptr<Message> weakMsg;
     std::promise<void> release = blockLoop();
@@ -132,9 +132,7 @@ TEST_F(LooperTest, Dispatch_WhenQueued_RefusesSecondCopyKeepsTargetAndParamAlive
     ASSERT_NE(observed, nullptr) << "a queued message must keep its handler alive";
     release.set_value();
     // The loop drops each message right after handle(); a task posted now runs after that.
-    std::promise<void> drained;
-    ASSERT_EQ(post([&] { drained.set_value(); }), OK);
-    drained.get_future().wait();
+    loop_.call([] {});
     EXPECT_EQ(observed->lastValue.load(), 42) << "the parameter did not reach the handler whole";
     observed.reset();
     EXPECT_TRUE(weakMsg.expired()) << "a handled message must be released";
@@ -170,9 +168,8 @@ TEST_F(LooperTest, Quit_WhenProducersRaceIt_HandlesEveryAcceptedMessageThenRefus
 
 TEST_F(LooperTest, Loop_WhenCalledOffOwnerThreadOrReentered_RefusesWithInvalidState) {
     EXPECT_EQ(loop_.looper()->loop(), INVALID_STATE) << "only the owning thread may loop";
-    std::promise<int> nested;
-    ASSERT_EQ(post([&] { nested.set_value(Looper::getThreadLocalLooper()->loop()); }), OK);
-    EXPECT_EQ(nested.get_future().get(), INVALID_STATE) << "loop() inside a handler must refuse";
+    EXPECT_EQ(loop_.call([] { return Looper::getThreadLocalLooper()->loop(); }), INVALID_STATE)
+            << "loop() inside a handler must refuse";
 }
 
 TEST_F(LooperTest, Dispatch_WhenTargetCannotReceive_RefusesWithItsErrorAndHoldsNothing) {

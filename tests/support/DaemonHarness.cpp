@@ -8,17 +8,14 @@
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
 
-#include <future>
-
 #include "ComponentFactory.h"
 
 namespace com::vyr::plim::test {
 
 DaemonHarness::DaemonHarness(int instanceId) {
     modemsim::Control::setConnectDelay(std::chrono::milliseconds(0));
-    std::promise<int> made;
-    main_.post([&] { made.set_value(modem::ComponentFactory::getInstance().make(instanceId)); });
-    makeResult_ = made.get_future().get();
+    makeResult_ =
+            main_.call([&] { return modem::ComponentFactory::getInstance().make(instanceId); });
     waitForIdle();
 }
 
@@ -33,15 +30,8 @@ void DaemonHarness::waitForIdle() {
     // chain of this daemon settle.
     for (int round = 0; round < 3; ++round) {
         ABinderHost_waitForIdle();
-        drainMainLooper();
+        main_.call([] {});
         EXPECT_TRUE(modemsim::Control::waitForIdle()) << "the modem library never went idle";
-    }
-}
-
-void DaemonHarness::drainMainLooper() {
-    std::promise<void> drained;
-    if (main_.post([&] { drained.set_value(); }) == 0) {
-        drained.get_future().wait();
     }
 }
 

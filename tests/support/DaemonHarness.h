@@ -39,8 +39,6 @@ class DaemonHarness {
     LoopThread& mainThread() { return main_; }
 
   private:
-    void drainMainLooper();
-
     LoopThread main_;
     int makeResult_ = -1;
 };

@@ -26,9 +26,9 @@ std::vector<LogLine> LogCapture::lines() const {
     return lines_;
 }
 
-size_t LogCapture::count(int priority, const std::string& tag, const std::string& text) const {
+bool LogCapture::contains(int priority, const std::string& tag, const std::string& text) const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return std::count_if(lines_.begin(), lines_.end(), [&](const LogLine& line) {
+    return std::any_of(lines_.begin(), lines_.end(), [&](const LogLine& line) {
         return line.priority == priority && line.tag == tag && line.text == text;
     });
 }

@@ -29,11 +29,8 @@ class LogCapture {
     LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<LogLine> lines() const;
-    /** Number of lines equal to (priority, tag, text). */
-    size_t count(int priority, const std::string& tag, const std::string& text) const;
-    bool contains(int priority, const std::string& tag, const std::string& text) const {
-        return count(priority, tag, text) > 0;
-    }
+    /** Whether a line equals (priority, tag, text). */
+    bool contains(int priority, const std::string& tag, const std::string& text) const;
     /** Lines of one tag, texts only, in order. */
     std::vector<std::string> texts(const std::string& tag) const;
     /** All lines, one per row, for assertion messages. */

@@ -27,12 +27,17 @@ class LoopThread {
     /** Runs `task` on the loop thread, in queue order with every other message. */
     int post(std::function<void()> task);
 
-    /** Builds an object on the loop thread and returns it once built. */
-    template <typename T>
-    std::shared_ptr<T> make(std::function<std::shared_ptr<T>()> factory) {
-        std::promise<std::shared_ptr<T>> made;
-        std::future<std::shared_ptr<T>> result = made.get_future();
-        post([&] { made.set_value(factory()); });
+    /**
+     * Runs `fn` on the loop thread, waits for it and returns its result (a default one if the
+     * looper refused the task).
+     */
+    template <typename Fn>
+    auto call(Fn fn) -> decltype(fn()) {
+        std::packaged_task<decltype(fn())()> task(std::move(fn));
+        std::future<decltype(fn())> result = task.get_future();
+        if (post([&task] { task(); }) != 0) {
+            return decltype(fn())();
+        }
         return result.get();
     }
 

@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <utility>
 
 namespace com::vyr::plim::test {
 
@@ -22,13 +24,9 @@ using aidl::vendor::vyr::plim::modem::IModemResponse;
 using aidl::vendor::vyr::plim::modem::ResponseInfo;
 
 std::string RecordedCall::text() const {
-    std::string line = process + ": " + method + " type=" + std::to_string(info.type) +
-                       " serial=" + std::to_string(info.serial) +
-                       " error=" + std::to_string(info.error);
-    if (!result.empty()) {
-        line += " result=" + result;
-    }
-    return line;
+    return process + ": " + method + " type=" + std::to_string(info.type) +
+           " serial=" + std::to_string(info.serial) + " error=" + std::to_string(info.error) +
+           (result.empty() ? "" : " result=" + result);
 }
 
 std::vector<std::string> texts(const std::vector<RecordedCall>& calls) {
@@ -73,17 +71,9 @@ std::string describeResult(bool value) {
 /** The client's response object: records every call with the method it arrived on. */
 class RecordingResponse : public BnModemResponse {
   public:
-    std::vector<RecordedCall> take() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        std::vector<RecordedCall> calls;
-        calls.swap(calls_);
-        return calls;
-    }
-
-    bool waitFor(size_t count, std::chrono::milliseconds timeout) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        return recorded_.wait_for(lock, timeout, [&] { return calls_.size() >= count; });
-    }
+    std::mutex mutex;
+    std::condition_variable recorded;
+    std::vector<RecordedCall> calls;
 
 #define PLIM_RECORD(Method)                                        \
     ndk::ScopedAStatus Method(const ResponseInfo& info) override { \
@@ -141,39 +131,28 @@ class RecordingResponse : public BnModemResponse {
 
   private:
     void record(const char* method, const ResponseInfo& info, std::string result) {
-        RecordedCall call;
-        call.process = ABinderHost_Process_getName(ABinderHost_Process_getCurrent());
-        call.onBinderThread = ABinderHost_isBinderThread();
-        call.method = method;
-        call.info = info;
-        call.result = std::move(result);
-        std::lock_guard<std::mutex> lock(mutex_);
-        calls_.push_back(std::move(call));
-        recorded_.notify_all();
+        std::lock_guard<std::mutex> lock(mutex);
+        calls.push_back({ABinderHost_Process_getName(ABinderHost_Process_getCurrent()),
+                         ABinderHost_isBinderThread(), method, info, std::move(result)});
+        recorded.notify_all();
     }
-
-    std::mutex mutex_;
-    std::condition_variable recorded_;
-    std::vector<RecordedCall> calls_;
 };
 
 /** IModemIndication has no methods yet: the object only has to exist. */
 class QuietIndication : public BnModemIndication {};
 
-TestClient::TestClient(const std::string& name)
-    : process_(name.c_str()),
-      name_(name),
-      responseService_("plim.test.response/" + name),
-      indicationService_("plim.test.indication/" + name) {
-    process_.run([&] {
+TestClient::TestClient(const std::string& name) : ScopedProcess(name.c_str()), name_(name) {
+    run([&] {
         response_ = ndk::SharedRefBase::make<RecordingResponse>();
         indication_ = ndk::SharedRefBase::make<QuietIndication>();
         // The first asBinder() makes each object belong to this process.
         EXPECT_EQ(EX_NONE,
-                  AServiceManager_addService(response_->asBinder().get(), responseService_.c_str()))
+                  AServiceManager_addService(response_->asBinder().get(),
+                                             serviceName(IModemResponse::descriptor).c_str()))
                 << name << " could not publish its response callback";
-        EXPECT_EQ(EX_NONE, AServiceManager_addService(indication_->asBinder().get(),
-                                                      indicationService_.c_str()))
+        EXPECT_EQ(EX_NONE,
+                  AServiceManager_addService(indication_->asBinder().get(),
+                                             serviceName(IModemIndication::descriptor).c_str()))
                 << name << " could not publish its indication callback";
     });
 }
@@ -181,41 +160,17 @@ TestClient::TestClient(const std::string& name)
 TestClient::~TestClient() {
     // Dying queues the daemon's death notices on its binder threads: let them run now, while
     // the daemon's holders exist, rather than during the test process's exit.
-    process_.kill();
+    kill();
     if (ABinderProcess_isThreadPoolStarted()) {
         ABinderHost_Process_waitForIdle(ABinderHost_Process_getCurrent());
     }
-}
-
-void TestClient::startThreads(uint32_t maxLazyThreads) {
-    process_.startThreadPool(maxLazyThreads);
-}
-
-std::shared_ptr<IModemResponse> TestClient::responseProxy() {
-    std::shared_ptr<IModemResponse> proxy = IModemResponse::fromBinder(
-            ndk::SpAIBinder(AServiceManager_checkService(responseService_.c_str())));
-    if (proxy) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        handedOut_.push_back(proxy);
-    }
-    return proxy;
-}
-
-std::shared_ptr<IModemIndication> TestClient::indicationProxy() {
-    std::shared_ptr<IModemIndication> proxy = IModemIndication::fromBinder(
-            ndk::SpAIBinder(AServiceManager_checkService(indicationService_.c_str())));
-    if (proxy) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        handedOut_.push_back(proxy);
-    }
-    return proxy;
 }
 
 std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> TestClient::connect(int instanceId) {
     using aidl::vendor::vyr::plim::modem::IModem;
     const std::string name =
             std::string(IModem::descriptor) + "/instance" + std::to_string(instanceId);
-    return process_.run([&]() -> std::shared_ptr<IModem> {
+    return run([&]() -> std::shared_ptr<IModem> {
         std::shared_ptr<IModem> modem =
                 IModem::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())));
         if (modem) {
@@ -227,62 +182,23 @@ std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> TestClient::connect(int 
 }
 
 std::vector<RecordedCall> TestClient::takeCalls() {
-    return response_->take();
+    std::lock_guard<std::mutex> lock(response_->mutex);
+    return std::exchange(response_->calls, {});
 }
 
 bool TestClient::waitForCalls(size_t count, std::chrono::milliseconds timeout) {
-    return response_->waitFor(count, timeout);
+    std::unique_lock<std::mutex> lock(response_->mutex);
+    return response_->recorded.wait_for(lock, timeout,
+                                        [&] { return response_->calls.size() >= count; });
 }
 
-size_t TestClient::liveProxies() {
+void TestClient::expectNothingLeft() {
+    EXPECT_EQ(texts({}), texts(takeCalls())) << name_ << " got responses no step asked for";
+    EXPECT_EQ(0u, pendingWork()) << "responses still queued to " << name_;
     std::lock_guard<std::mutex> lock(mutex_);
-    size_t live = 0;
     for (const std::weak_ptr<ndk::ICInterface>& proxy : handedOut_) {
-        live += proxy.expired() ? 0 : 1;
+        EXPECT_TRUE(proxy.expired()) << "a proxy for " << name_ << " outlived the holders";
     }
-    return live;
-}
-
-namespace {
-// Bounded, so that a lost wake-up fails the test instead of hanging it.
-constexpr std::chrono::seconds kGateTimeout{10};
-}  // namespace
-
-DeathNoticeGate::DeathNoticeGate(const ndk::SpAIBinder& proxy)
-    : proxy_(proxy), recipient_(AIBinder_DeathRecipient_new(&DeathNoticeGate::onDied)) {
-    linked_ = AIBinder_linkToDeath(proxy_.get(), recipient_.get(), this) == STATUS_OK;
-    EXPECT_TRUE(linked_) << "the gate could not link to the proxy";
-}
-
-DeathNoticeGate::~DeathNoticeGate() {
-    release();
-    // A dead object's notice is queued or running: it must be done with this gate first.
-    if (linked_ && !AIBinder_isAlive(proxy_.get())) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        EXPECT_TRUE(changed_.wait_for(lock, kGateTimeout, [this] { return finished_; }))
-                << "the held-back death notice never ran";
-    }
-}
-
-bool DeathNoticeGate::waitUntilNoticed() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, kGateTimeout, [this] { return noticed_; });
-}
-
-void DeathNoticeGate::release() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    released_ = true;
-    changed_.notify_all();
-}
-
-void DeathNoticeGate::onDied(void* cookie) {
-    auto* gate = static_cast<DeathNoticeGate*>(cookie);
-    std::unique_lock<std::mutex> lock(gate->mutex_);
-    gate->noticed_ = true;
-    gate->changed_.notify_all();
-    gate->changed_.wait_for(lock, kGateTimeout, [gate] { return gate->released_; });
-    gate->finished_ = true;
-    gate->changed_.notify_all();
 }
 
 }  // namespace com::vyr::plim::test

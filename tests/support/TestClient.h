@@ -12,9 +12,9 @@
 #include <aidl/vendor/vyr/plim/modem/IModemIndication.h>
 #include <aidl/vendor/vyr/plim/modem/IModemResponse.h>
 #include <android/binder_host.h>
+#include <android/binder_manager.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -48,28 +48,29 @@ std::string describeResult(bool value);
 class RecordingResponse;
 class QuietIndication;
 
-class TestClient {
+class TestClient : public ndk::host::ScopedProcess {
   public:
     /** Creates the process `name` (no binder threads yet) and publishes its two callbacks. */
     explicit TestClient(const std::string& name);
     ~TestClient();
-    TestClient(const TestClient&) = delete;
-    TestClient& operator=(const TestClient&) = delete;
 
-    /** Starts the client's binder threads: one now, up to `maxLazyThreads` more on demand. */
-    void startThreads(uint32_t maxLazyThreads = 1);
-    bool kill() { return process_.kill(); }
-    ndk::host::ScopedProcess& process() { return process_; }
     const std::string& name() const { return name_; }
 
     /**
-     * A new proxy object for the client's response callback, made in the calling thread's
-     * process (the daemon's). Every call returns a distinct object for the same remote binder,
-     * as each setCallback would. Null once the client is dead.
+     * A new proxy object for the client's `Callback` (IModemResponse or IModemIndication), made
+     * in the calling thread's process (the daemon's). Every call returns a distinct object for
+     * the same remote binder, as each setCallback would. Null once the client is dead.
      */
-    std::shared_ptr<aidl::vendor::vyr::plim::modem::IModemResponse> responseProxy();
-    /** The same for the indication callback. */
-    std::shared_ptr<aidl::vendor::vyr::plim::modem::IModemIndication> indicationProxy();
+    template <typename Callback>
+    std::shared_ptr<Callback> proxy() {
+        std::shared_ptr<Callback> proxy = Callback::fromBinder(ndk::SpAIBinder(
+                AServiceManager_checkService(serviceName(Callback::descriptor).c_str())));
+        if (proxy) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            handedOut_.push_back(proxy);
+        }
+        return proxy;
+    }
 
     /**
      * Connects to the daemon's service of `instanceId` from this client's process and registers
@@ -77,61 +78,29 @@ class TestClient {
      * inside run(). Empty if the service is not registered.
      */
     std::shared_ptr<aidl::vendor::vyr::plim::modem::IModem> connect(int instanceId);
-    /** Runs `fn` on the calling thread inside the client's process. */
-    template <typename Fn>
-    auto run(Fn&& fn) -> decltype(fn()) {
-        return process_.run(std::forward<Fn>(fn));
-    }
 
     /** The calls the client's response object received so far, removed from its record. */
     std::vector<RecordedCall> takeCalls();
     /** Waits until at least `count` calls are recorded (and not yet taken); false on timeout. */
     bool waitForCalls(size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10));
-    /** Proxy objects handed out by this client that something still holds. */
-    size_t liveProxies();
+    /**
+     * Fails the test if a response came that no step took (or a second answer to a serial), if
+     * work is still queued to the client or if a proxy it handed out is still held.
+     */
+    void expectNothingLeft();
 
   private:
-    // Declared first so that it is destroyed last: killing the process releases its objects.
-    ndk::host::ScopedProcess process_;
+    /** Where the client publishes its callback of `descriptor`. */
+    std::string serviceName(const char* descriptor) const {
+        return "plim.test/" + name_ + "/" + descriptor;
+    }
+
     const std::string name_;
-    const std::string responseService_;
-    const std::string indicationService_;
     std::shared_ptr<RecordingResponse> response_;
     std::shared_ptr<QuietIndication> indication_;
 
     std::mutex mutex_;
     std::vector<std::weak_ptr<ndk::ICInterface>> handedOut_;
-};
-
-/**
- * Holds back the daemon's death notice for one proxy. Linked before anyone else links the proxy,
- * its part runs first within the notice and waits for release(), and so every later link's part
- * (the holders') waits too. This lets a test act between a client's death and the holders
- * hearing of it, which is otherwise a race.
- */
-class DeathNoticeGate {
-  public:
-    explicit DeathNoticeGate(const ndk::SpAIBinder& proxy);
-    /** Releases the notice and, if the object died, waits until the gate's part has returned. */
-    ~DeathNoticeGate();
-    DeathNoticeGate(const DeathNoticeGate&) = delete;
-    DeathNoticeGate& operator=(const DeathNoticeGate&) = delete;
-
-    /** Waits until the notice has reached the gate; false if it did not in time. */
-    bool waitUntilNoticed();
-    void release();
-
-  private:
-    static void onDied(void* cookie);
-
-    const ndk::SpAIBinder proxy_;
-    ndk::ScopedAIBinder_DeathRecipient recipient_;
-    bool linked_ = false;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool noticed_ = false;
-    bool released_ = false;
-    bool finished_ = false;
 };
 
 }  // namespace com::vyr::plim::test

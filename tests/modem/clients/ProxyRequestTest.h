@@ -53,7 +53,7 @@ class ProxyRequestTest : public ::testing::Test {
 
     void SetUp() override {
         ASSERT_EQ(0, daemon_.makeResult()) << log_.dump();
-        client_.startThreads();
+        client_.startThreadPool(1);
         modem_ = client_.connect(0);
         ASSERT_NE(nullptr, modem_) << "the daemon's service is not registered";
         daemon_.waitForIdle();
@@ -64,7 +64,7 @@ class ProxyRequestTest : public ::testing::Test {
         daemon_.waitForIdle();
         EXPECT_EQ(texts({}), texts(client_.takeCalls()))
                 << "responses that no request asked for (or a second answer to a serial)";
-        EXPECT_EQ(0u, ABinderHost_Process_getPendingWork(client_.process().get()))
+        EXPECT_EQ(0u, ABinderHost_Process_getPendingWork(client_.get()))
                 << "responses still queued to the client";
     }
 
