@@ -4,8 +4,13 @@
 
 #pragma once
 
-#include <memory>
+#include <android/binder_host.h>
+#include <gtest/gtest.h>
+#include <modem_sim/ModemSimControl.h>
 
+#include <chrono>
+
+#include "ComponentFactory.h"
 #include "LoopThread.h"
 
 namespace com::vyr::plim::test {
@@ -22,19 +27,34 @@ namespace com::vyr::plim::test {
  */
 class DaemonHarness {
   public:
-    explicit DaemonHarness(int instanceId);
-    ~DaemonHarness();
-    DaemonHarness(const DaemonHarness&) = delete;
-    DaemonHarness& operator=(const DaemonHarness&) = delete;
+    explicit DaemonHarness(int instanceId) {
+        modemsim::Control::setConnectDelay(std::chrono::milliseconds(0));
+        makeResult_ =
+                main_.call([&] { return modem::ComponentFactory::getInstance().make(instanceId); });
+        waitForIdle();
+    }
+
+    ~DaemonHarness() {
+        waitForIdle();
+        main_.stop();
+    }
 
     /** What ComponentFactory::make returned. */
     int makeResult() const { return makeResult_; }
 
     /**
      * Waits until nothing is queued or running anywhere the daemon's work travels: the modem
-     * library's threads, the main looper and every binder process.
+     * library's threads, the main looper and every binder process. Work hops between the three
+     * (a request queues a message, its handler calls the library, the response is a binder
+     * call, an event binds a subscription...): a few rounds let every chain of this daemon settle.
      */
-    void waitForIdle();
+    void waitForIdle() {
+        for (int round = 0; round < 3; ++round) {
+            ABinderHost_waitForIdle();
+            main_.call([] {});
+            EXPECT_TRUE(modemsim::Control::waitForIdle()) << "the modem library never went idle";
+        }
+    }
 
     LoopThread& mainThread() { return main_; }
 
