@@ -35,9 +35,6 @@ class DeathNoticeGate {
         }
     }
 
-    DeathNoticeGate(const DeathNoticeGate&) = delete;
-    DeathNoticeGate& operator=(const DeathNoticeGate&) = delete;
-
     /** Waits until the notice has reached the gate; false if it did not in time. */
     bool waitUntilNoticed() { return waitFor(noticed_); }
     void release() { set(released_); }

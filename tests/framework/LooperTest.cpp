@@ -2,7 +2,8 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
-// The looper and its messages: order, wake-ups, quit, thread exit. Also run under TSan.
+// The looper and its messages: order, wake-ups, quit, thread exit; and the type tags that tell a
+// message's param apart. Also run under TSan.
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -18,6 +20,7 @@
 #include <plim/Log.h>
 #include <plim/Looper.h>
 #include <plim/Message.h>
+#include <plim/RttiContext.h>
 #include <plim/SerialIntParam.h>
 
 #include "LogCapture.h"
@@ -201,6 +204,27 @@ TEST_F(LooperTest, Dispatch_WhenTargetCannotReceive_RefusesWithItsErrorAndHoldsN
         EXPECT_TRUE(log.contains(Log::ERROR, TAG, line)) << line << " missing:\n" << log.dump();
     }
     EXPECT_TRUE(log.contains(Log::WARN, TAG, "abandon: thread ended, 1 unhandled messages dropped"))
+            << log.dump();
+}
+
+class RttiContextTest : public ::testing::Test {};
+
+TEST_F(RttiContextTest, EnableRtti_WhenChainDeeperThanCapacity_KeepsFirstTagsRefusesAndLogs) {
+    static const std::vector<std::string> names = {"a", "b", "c", "d", "e", "f", "g", "h", "i"};
+    ASSERT_EQ(names.size(), RttiContext::MAX_TYPE_NAMES + 1) << "test setup: one tag too many";
+    LogCapture log;
+    RttiContext context;
+    for (const std::string& name : names) {
+        context.enableRtti(name);
+    }
+    for (size_t i = 0; i < RttiContext::MAX_TYPE_NAMES; ++i) {
+        // By the tag itself, and by a copy of its text, as a receiver may hold.
+        EXPECT_TRUE(context.isType(names[i]) && context.isType(std::string(names[i])))
+                << "tag " << names[i] << " within capacity lost, or compared by address only";
+    }
+    EXPECT_FALSE(context.isType("i")) << "a tag beyond capacity must not be kept";
+    EXPECT_TRUE(log.contains(Log::ERROR, TAG,
+                             "enableRtti: no room for type tag {i}, class chain too deep"))
             << log.dump();
 }
 

@@ -2,15 +2,24 @@
  * Copyright (C) 2026 The plim-modem developers
  */
 
+// The main thread's set-up: its stack limit, and the names the daemon gives its threads.
+
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include <plim/Errno.h>
+#include <string>
+#include <thread>
 
+#include <plim/Errno.h>
+#include <plim/Log.h>
+
+#include "LogCapture.h"
 #include "MainThreadStack.h"
+#include "ThreadName.h"
 
 namespace com::vyr::plim::modem {
 namespace {
@@ -62,6 +71,31 @@ INSTANTIATE_TEST_SUITE_P(
                           StackRow{"HardTooLow", 64 * KIB, 127 * KIB, FAILED, 64 * KIB},
                           StackRow{"Unlimited", RLIM_INFINITY, RLIM_INFINITY, OK, RLIM_INFINITY}),
         [](const ::testing::TestParamInfo<StackRow>& info) { return info.param.name; });
+
+std::string currentThreadName() {
+    char name[17] = {};
+    prctl(PR_GET_NAME, name);
+    return name;
+}
+
+class SetThreadNameTest : public ::testing::Test {};
+
+TEST_F(SetThreadNameTest, SetThreadName_ByLength_Takes15CharactersAndRefuses16) {
+    const std::string fifteen = "abcdefghijklmno";
+    test::LogCapture log;
+    // On a thread of its own, so the test runner's thread keeps its name.
+    std::thread([&] {
+        EXPECT_EQ(setThreadName(fifteen), OK) << "15 characters and the terminator fit the kernel";
+        EXPECT_EQ(currentThreadName(), fifteen) << "an accepted name was not set";
+        EXPECT_EQ(setThreadName(fifteen + "p"), INVALID_ARGUMENT) << "the kernel keeps 15, no more";
+        EXPECT_EQ(currentThreadName(), fifteen) << "a refused name must leave the name alone";
+    }).join();
+    ASSERT_EQ(log.lines().size(), 1u) << "the refusal, and only it, must be logged:\n"
+                                      << log.dump();
+    EXPECT_TRUE(log.contains(Log::ERROR, "modem-util",
+                             "setThreadName: {" + fifteen + "p} is too long for a thread name"))
+            << log.dump();
+}
 
 }  // namespace
 }  // namespace com::vyr::plim::modem
