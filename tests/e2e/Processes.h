@@ -91,6 +91,11 @@ class E2eTest : public ::testing::Test {
         return std::make_unique<Process>("cli", PLIM_CLI_BINARY, args, env(0), logPrefix("cli"),
                                          uid);
     }
+    /** Gives instance 0's simulated modem a `sim` command line, which it must take. */
+    void sim(const std::string& line) {
+        const CliResult result = cli(words("sim " + line));
+        EXPECT_EQ(0, result.status) << "sim " << line << " refused: " << result.out << result.err;
+    }
     static bool logged(const Process& daemon, const std::string& text) {
         return daemon.err().find(text) != std::string::npos;
     }

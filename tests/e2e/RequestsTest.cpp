@@ -64,7 +64,9 @@ bool inOrder(const std::string& text, const std::vector<std::string>& lines) {
     return true;
 }
 
-TEST_F(RequestsTest, Daemon_WhenStarted_SetsUpClientsAndModemBeforeItRegisters) {
+// Two instances in one socket directory: each sets up before it registers, and each serves from
+// its own modem, instance 1 refusing what its modem lacks.
+TEST_F(RequestsTest, Daemons_WhenStartedSideBySide_SetUpInOrderAndServeTheirOwnModem) {
     for (int instance : {0, 1}) {
         const Process& daemon = startDaemon(instance);
         const std::string id = std::to_string(instance), p = "[" + id + "] ";
@@ -89,6 +91,16 @@ TEST_F(RequestsTest, Daemon_WhenStarted_SetsUpClientsAndModemBeforeItRegisters) 
         std::getline(std::ifstream("/proc/" + std::to_string(daemon.pid()) + "/comm"), name);
         EXPECT_EQ("modem-main", name) << "the main thread must carry its name in ps and tombstones";
     }
+    expectRows(1, {{"get-operating-mode", 14, "-1"},
+                   {"get-mbn-list", 14, "0 entries"},
+                   {"set-sar-state --state 1", 14, ""},
+                   {"force-asdiv --mode 1", 14, ""},
+                   {"set-nr-network-mode --mode 2", 0, ""},
+                   {"get-nr-network-mode", 0, "2"},
+                   {"write-nv --nv-id 550 --sub-id 0 --index 0 --data 01", 0, ""},
+                   {"read-nv --nv-id 550 --sub-id 0 --index 0", 0, "01"},
+                   {"delete-ims-profile", 0, ""}});
+    expectRows(0, {{"get-operating-mode", 0, "0"}, {"get-nr-network-mode", 0, "0"}});
 }
 
 TEST_F(RequestsTest, Daemon_WithBadCommandLine_ExitsOneBeforeItStarts) {
@@ -171,22 +183,6 @@ TEST_F(RequestsTest, EveryRequest_ThroughCliInOrder_AnswersAsExpectedAndReadsBac
         return after.status != 14;
     })) << "the operating mode was never served again after the modem rebooted";
     EXPECT_EQ("get-operating-mode: error 0 (OK), result: 1\n", after.out) << after.err;
-}
-
-TEST_F(RequestsTest, InstanceOne_BesideInstanceZero_RefusesWhatItLacksAndServesTheRest) {
-    startDaemon(0);
-    startDaemon(1);
-    expectRows(1, {{"get-operating-mode", 14, "-1"},
-                   {"get-mbn-list", 14, "0 entries"},
-                   {"set-sar-state --state 1", 14, ""},
-                   {"force-asdiv --mode 1", 14, ""},
-                   {"set-nr-network-mode --mode 2", 0, ""},
-                   {"get-nr-network-mode", 0, "2"},
-                   {"write-nv --nv-id 550 --sub-id 0 --index 0 --data 01", 0, ""},
-                   {"read-nv --nv-id 550 --sub-id 0 --index 0", 0, "01"},
-                   {"delete-ims-profile", 0, ""}});
-    // Instance 0 in the same directory still answers for itself, from its own modem.
-    expectRows(0, {{"get-operating-mode", 0, "0"}, {"get-nr-network-mode", 0, "0"}});
 }
 
 }  // namespace

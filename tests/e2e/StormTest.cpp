@@ -100,11 +100,6 @@ struct Footprint {
 
 class StormTest : public E2eTest {
   protected:
-    void sim(const std::string& line) {
-        const CliResult result = cli(words("sim " + line));
-        EXPECT_EQ(0, result.status) << "sim " << line << " refused: " << result.out << result.err;
-    }
-
     /** A storm client registered with the daemon and waiting for SIGUSR1 to go. */
     std::unique_ptr<Process> startClient(const std::string& name, int32_t first, int requests,
                                          int window) {
@@ -185,7 +180,6 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
 
     // Every serial of the survivor's accepted and answered once on its method: it names on stderr
     // those that were not.
-    const std::string out = survivor->out();
     EXPECT_EQ(0, survivor->exitCode())
             << survivor->describe() << ": it died, or found its serials wrong";
     EXPECT_EQ("", survivor->err())
@@ -195,7 +189,7 @@ TEST_F(StormTest, Storm_WithFaultsAndAClientKilled_AnswersEveryAcceptedRequestOn
     // victim's that it answered at all once, and that answer, and no other, arrived at the
     // survivor.
     std::map<int32_t, size_t> others;  // "other SERIAL ANSWERS": serials not the survivor's
-    std::istringstream in(out);
+    std::istringstream in(survivor->out());
     for (std::string word; in >> word;) {
         int32_t serial = 0;
         if (word == "other" && in >> serial) {

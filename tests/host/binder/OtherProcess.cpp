@@ -109,11 +109,10 @@ binder_status_t callBack(const AParcel* in, AParcel* out) {
         !AIBinder_associateClass(target.get(), testobject::objectClass()))
         return STATUS_BAD_VALUE;
     ndk::ScopedAParcel reply;
-    const binder_status_t status = callWith(target, FIRST_CALL_TRANSACTION, {value}, &reply);
+    binder_status_t status = callWith(target, FIRST_CALL_TRANSACTION, {value}, &reply);
     if (status == STATUS_OK)
-        AParcel_readInt32(reply.get(), &answer);
-    AParcel_writeInt32(out, status);
-    return AParcel_writeInt32(out, answer);
+        status = AParcel_readInt32(reply.get(), &answer);
+    return status == STATUS_OK ? AParcel_writeInt32(out, answer) : status;
 }
 
 binder_status_t handle(State& state, transaction_code_t code, const AParcel* in, AParcel* out) {
@@ -182,65 +181,7 @@ const char* socketDirectory() {
     return directory;
 }
 
-std::string uniqueName() {
-    static std::atomic<int> counter{0};
-    return "plim.test.other/" + std::to_string(getpid()) + "-" + std::to_string(counter++);
-}
-
 }  // namespace
-
-std::string transportName(TransportKind kind) {
-    return kind == TransportKind::kInProcess ? "InProcess" : "Socket";
-}
-
-OtherProcess::OtherProcess(TransportKind kind) : mName(uniqueName()) {
-    if (kind == TransportKind::kInProcess) {
-        mSimulated = std::make_unique<ndk::host::ScopedProcess>("other");
-        mSimulated->startThreadPool(3);
-        ndk::SpAIBinder object = mSimulated->run([] { return xproc::newPeerObject(); });
-        if (mSimulated->run([&] {
-                return AServiceManager_addService(object.get(), mName.c_str());
-            }) != EX_NONE)
-            return;
-    } else {
-        // A real process running XprocPeer, in this process's socket directory (the environment).
-        char* argv[] = {const_cast<char*>(XPROC_PEER_PATH), const_cast<char*>("serve"),
-                        const_cast<char*>(mName.c_str()), nullptr};
-        if (posix_spawn(&mPid, XPROC_PEER_PATH, nullptr, nullptr, argv, environ) != 0)
-            mPid = -1;
-    }
-    eventually([&] {
-        mObject.set(AServiceManager_checkService(mName.c_str()));
-        return mObject.get() != nullptr;
-    });
-    if (mObject.get() != nullptr &&
-        !AIBinder_associateClass(mObject.get(), testobject::objectClass()))
-        mObject.set(nullptr);
-}
-
-bool OtherProcess::kill() {
-    if (mSimulated != nullptr)
-        return mSimulated->kill();
-    if (mPid <= 0)
-        return false;
-    ::kill(mPid, SIGKILL);
-    waitpid(mPid, nullptr, 0);
-    mPid = -1;  // never to name a reused pid
-    return true;
-}
-
-bool OtherProcess::waitForIdle() {
-    if (mSimulated != nullptr) {
-        mSimulated->waitForIdle();
-        return true;
-    }
-    return eventually([&] {
-        ndk::ScopedAParcel reply;
-        int32_t pending = -1;
-        return callWith(mObject, xproc::kPending, {}, &reply) == STATUS_OK &&
-               AParcel_readInt32(reply.get(), &pending) == STATUS_OK && pending == 0;
-    });
-}
 
 binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
                             binder_flags_t flags) {
@@ -267,23 +208,53 @@ PeerRecord recordOf(const ndk::SpAIBinder& peerObject) {
 }
 
 void TwoProcessTest::startOther(TransportKind kind) {
+    static int started = 0;  // a name of its own for each other process of this one
+    otherName = "plim.test.other/" + std::to_string(getpid()) + "-" + std::to_string(started++);
     if (kind == TransportKind::kSocket) {
         ASSERT_NE(nullptr, socketDirectory()) << "no temporary directory";
         setenv("PLIM_BINDER_SOCKET_DIR", socketDirectory(), 1);
+        char* argv[] = {const_cast<char*>(XPROC_PEER_PATH), otherName.data(), nullptr};
+        ASSERT_EQ(0, posix_spawn(&otherPid, XPROC_PEER_PATH, nullptr, nullptr, argv, environ))
+                << "cannot start the peer process";
     } else {
         unsetenv("PLIM_BINDER_SOCKET_DIR");
+        simulated = std::make_unique<ndk::host::ScopedProcess>("other");
+        simulated->startThreadPool(3);
+        ASSERT_EQ(EX_NONE, simulated->run([&] {
+            return AServiceManager_addService(xproc::newPeerObject().get(), otherName.c_str());
+        })) << "the other process could not register its object";
     }
     // Callbacks from the other process run on this process's pool.
     ABinderProcess_setThreadPoolMaxThreadCount(2);
     ABinderProcess_startThreadPool();
-    other = std::make_unique<OtherProcess>(kind);
-    ASSERT_NE(nullptr, other->object().get()) << "the other process never served its object";
+    eventually([&] {
+        peer.set(AServiceManager_checkService(otherName.c_str()));
+        return peer.get() != nullptr;
+    });
+    ASSERT_TRUE(peer.get() != nullptr &&
+                AIBinder_associateClass(peer.get(), testobject::objectClass()))
+            << "the other process never served its object";
+}
+
+bool TwoProcessTest::killOther() {
+    if (simulated != nullptr)
+        return simulated->kill();
+    if (otherPid <= 0)
+        return false;
+    kill(otherPid, SIGKILL);
+    waitpid(otherPid, nullptr, 0);
+    otherPid = -1;  // never to name a reused pid
+    return true;
 }
 
 void TwoProcessTest::TearDown() {
-    if (other != nullptr && other->object().get() != nullptr &&
-        callWith(other->object(), xproc::kOpenGate, {}) == STATUS_OK) {
-        EXPECT_TRUE(other->waitForIdle()) << "the other process still has work queued";
+    if (peer.get() != nullptr && callWith(peer, xproc::kOpenGate, {}) == STATUS_OK) {
+        EXPECT_TRUE(eventually([&] {
+            ndk::ScopedAParcel reply;
+            int32_t pending = -1;
+            return callWith(peer, xproc::kPending, {}, &reply) == STATUS_OK &&
+                   AParcel_readInt32(reply.get(), &pending) == STATUS_OK && pending == 0;
+        })) << "the other process still has work queued";
     }
     ABinderHost_waitForIdle();
     EXPECT_EQ(0u, ABinderHost_Process_getPendingWork(ABinderHost_Process_getDefault()))
@@ -293,7 +264,7 @@ void TwoProcessTest::TearDown() {
 ndk::SpAIBinder TwoProcessTest::newPeerObject() {
     ndk::ScopedAParcel reply;
     ndk::SpAIBinder object;
-    if (callWith(other->object(), xproc::kNewObject, {}, &reply) == STATUS_OK)
+    if (callWith(peer, xproc::kNewObject, {}, &reply) == STATUS_OK)
         AParcel_readStrongBinder(reply.get(), object.getR());
     if (object.get() != nullptr)
         AIBinder_associateClass(object.get(), testobject::objectClass());

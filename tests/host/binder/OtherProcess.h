@@ -56,8 +56,8 @@ using testobject::callWith;
 // The peer object's transaction codes.
 namespace xproc {
 
-// binder b, int32 v: the server calls FIRST_CALL_TRANSACTION(v) on b -> int32 its status, int32
-// its int32 answer.
+// binder b, int32 v: the server calls FIRST_CALL_TRANSACTION(v) on b -> int32 its answer; fails
+// as that call did.
 constexpr transaction_code_t kCallBack = FIRST_CALL_TRANSACTION;
 // Waits while the gate is closed, then counts the call in this object's record.
 constexpr transaction_code_t kRecord = FIRST_CALL_TRANSACTION + 1;
@@ -80,37 +80,15 @@ ndk::SpAIBinder newPeerObject();
 
 enum class TransportKind { kInProcess, kSocket };
 
-std::string transportName(TransportKind kind);
+inline std::string transportName(TransportKind kind) {
+    return kind == TransportKind::kInProcess ? "InProcess" : "Socket";
+}
 inline auto bothTransports() {
     return ::testing::Values(TransportKind::kInProcess, TransportKind::kSocket);
 }
 inline std::string transportRowName(const ::testing::TestParamInfo<TransportKind>& info) {
     return transportName(info.param);
 }
-
-class OtherProcess {
-  public:
-    // Starts the other process; object() is valid once it returns.
-    explicit OtherProcess(TransportKind kind);
-    ~OtherProcess() { kill(); }
-    OtherProcess(const OtherProcess&) = delete;
-    OtherProcess& operator=(const OtherProcess&) = delete;
-
-    // This process's proxy for the other's peer object, null if it never came up.
-    const ndk::SpAIBinder& object() const { return mObject; }
-    // The name its peer object is registered under (with the service manager of its transport).
-    const std::string& name() const { return mName; }
-    // Kills it as SIGKILL would; false if it was dead already.
-    bool kill();
-    // Waits until the other process has no transactions queued or running; false on timeout.
-    bool waitForIdle();
-
-  private:
-    const std::string mName;
-    std::unique_ptr<ndk::host::ScopedProcess> mSimulated;
-    pid_t mPid = -1;
-    ndk::SpAIBinder mObject;
-};
 
 // What a peer object's kRecord calls left behind; inside is -1 if it could not be read.
 struct PeerRecord {
@@ -124,17 +102,23 @@ binder_status_t recordBytes(const ndk::SpAIBinder& peerObject, size_t dataSize,
                             binder_flags_t flags);
 
 // Base of the fixtures with another process: makes this process use the transport with a pool of
-// its own, starts the other, and ends by opening its gate and asserting that neither process has
-// work left.
+// its own, starts the other, serving its peer object, and ends by opening its gate and asserting
+// that neither process has work left.
 class TwoProcessTest : public ::testing::Test {
   protected:
+    ~TwoProcessTest() override { killOther(); }
     void startOther(TransportKind kind);
     void TearDown() override;
 
+    // Kills the other process as SIGKILL would; false if it was dead already.
+    bool killOther();
     // Another peer object of the other process, with a record of its own.
     ndk::SpAIBinder newPeerObject();
 
-    std::unique_ptr<OtherProcess> other;
+    std::string otherName;  // its peer object's name with the service manager
+    std::unique_ptr<ndk::host::ScopedProcess> simulated;  // the other process, if InProcess
+    pid_t otherPid = -1;                                  // the other process, if Socket
+    ndk::SpAIBinder peer;  // this process's proxy for the other's peer object
 };
 
 // The fixture of the suites that run every case on both transports (rows InProcess, Socket).

@@ -50,7 +50,6 @@ ndk::ScopedAIBinder_DeathRecipient newRecipient() {
     return recipient;
 }
 
-// The test process watches the other process's objects.
 class DeathTest : public TransportTest {
   protected:
     binder_status_t link(const ndk::SpAIBinder& binder, Cookie* cookie,
@@ -58,9 +57,8 @@ class DeathTest : public TransportTest {
         return AIBinder_linkToDeath(binder.get(), with != nullptr ? with : recipient.get(), cookie);
     }
 
-    // Kills the other process and waits until each cookie has seen its death.
     void killAndWait(std::initializer_list<Cookie*> cookies) {
-        ASSERT_TRUE(other->kill());
+        ASSERT_TRUE(killOther());
         for (Cookie* cookie : cookies) {
             EXPECT_TRUE(eventually([&] { return cookie->died.load() > 0; }))
                     << "no death notification";
@@ -75,11 +73,10 @@ class DeathTest : public TransportTest {
 INSTANTIATE_TEST_SUITE_P(Transports, DeathTest, bothTransports(), transportRowName);
 
 TEST_P(DeathTest, Kill_WhenLinked_DiedOncePerLinkThenUnlinkedOnBinderThreadOfLinker) {
-    const ndk::SpAIBinder& proxy = other->object();
     Cookie a, b, c;
-    ASSERT_EQ(STATUS_OK, link(proxy, &a));
-    ASSERT_EQ(STATUS_OK, link(proxy, &b));
-    ASSERT_EQ(STATUS_OK, link(proxy, &c, other2.get()));
+    ASSERT_EQ(STATUS_OK, link(peer, &a));
+    ASSERT_EQ(STATUS_OK, link(peer, &b));
+    ASSERT_EQ(STATUS_OK, link(peer, &c, other2.get()));
     killAndWait({&a, &b, &c});
     for (Cookie* cookie : {&a, &b, &c}) {
         EXPECT_EQ(1, cookie->died.load()) << "a link's death notification did not fire once";
@@ -88,34 +85,33 @@ TEST_P(DeathTest, Kill_WhenLinked_DiedOncePerLinkThenUnlinkedOnBinderThreadOfLin
         EXPECT_TRUE(cookie->diedOnBinderThread) << "the notification ran off the binder threads";
         EXPECT_TRUE(cookie->diedInLinkingProcess) << "the notification ran in another process";
     }
-    EXPECT_FALSE(AIBinder_isAlive(proxy.get())) << "a dead object's proxy reports it alive";
-    EXPECT_EQ(nullptr, ndk::SpAIBinder(AServiceManager_checkService(other->name().c_str())).get())
+    EXPECT_FALSE(AIBinder_isAlive(peer.get())) << "a dead object's proxy reports it alive";
+    EXPECT_EQ(nullptr, ndk::SpAIBinder(AServiceManager_checkService(otherName.c_str())).get())
             << "a dead process's service is still handed out";
 }
 
 // The call in flight fails at once; later calls fail the same way, and links too: a refused link
 // (to a dead or to a local object) ends with one onUnlinked and no death.
 TEST_P(DeathTest, Kill_WhenCallUnansweredOrMadeLater_CallsAndLinksFailDeadObject) {
-    const ndk::SpAIBinder& proxy = other->object();
-    ASSERT_EQ(STATUS_OK, callWith(proxy, xproc::kCloseGate, {}));
+    ASSERT_EQ(STATUS_OK, callWith(peer, xproc::kCloseGate, {}));
     binder_status_t status = STATUS_OK;
-    std::thread caller([&] { status = callWith(proxy, xproc::kRecord, {}); });
-    EXPECT_TRUE(eventually([&] { return recordOf(proxy).inside == 1; }))
+    std::thread caller([&] { status = callWith(peer, xproc::kRecord, {}); });
+    EXPECT_TRUE(eventually([&] { return recordOf(peer).inside == 1; }))
             << "the call never reached the handler";
-    ASSERT_TRUE(other->kill());
+    ASSERT_TRUE(killOther());
     caller.join();
     EXPECT_EQ(STATUS_DEAD_OBJECT, status) << "the caller of a dead process got an answer";
-    EXPECT_EQ(STATUS_DEAD_OBJECT, callWith(proxy, xproc::kRecord, {})) << "two-way call";
-    EXPECT_EQ(STATUS_DEAD_OBJECT, callWith(proxy, xproc::kRecord, {}, nullptr, FLAG_ONEWAY))
+    EXPECT_EQ(STATUS_DEAD_OBJECT, callWith(peer, xproc::kRecord, {})) << "two-way call";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, callWith(peer, xproc::kRecord, {}, nullptr, FLAG_ONEWAY))
             << "oneway call";
-    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_ping(proxy.get())) << "ping";
-    EXPECT_FALSE(other->kill()) << "a process died twice";
+    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_ping(peer.get())) << "ping";
+    EXPECT_FALSE(killOther()) << "a process died twice";
 
     ndk::SpAIBinder local = testobject::create([](auto, auto, auto) { return STATUS_OK; });
     Cookie onLocal, onDead;
     EXPECT_EQ(STATUS_INVALID_OPERATION, link(local, &onLocal)) << "linked to a local object";
-    EXPECT_TRUE(eventually([&] { return !AIBinder_isAlive(proxy.get()); }));
-    EXPECT_EQ(STATUS_DEAD_OBJECT, link(proxy, &onDead)) << "linked to a dead object";
+    EXPECT_TRUE(eventually([&] { return !AIBinder_isAlive(peer.get()); }));
+    EXPECT_EQ(STATUS_DEAD_OBJECT, link(peer, &onDead)) << "linked to a dead object";
     ABinderHost_waitForIdle();
     for (Cookie* cookie : {&onLocal, &onDead}) {
         EXPECT_EQ(1, cookie->unlinked.load()) << "a refused link must end with one onUnlinked";
@@ -125,17 +121,15 @@ TEST_P(DeathTest, Kill_WhenCallUnansweredOrMadeLater_CallsAndLinksFailDeadObject
 
 // A link ends once, by unlinking or by its recipient or proxy going, and then hears of no death.
 TEST_P(DeathTest, LinkEnded_ByUnlinkOrOwnerGone_UnlinkedOnceAndNoDeathLater) {
-    const ndk::SpAIBinder& proxy = other->object();
     ndk::SpAIBinder second = newPeerObject();
     Cookie kept, removed, stranger, byRecipient, byProxy;
-    ASSERT_EQ(STATUS_OK, link(proxy, &kept));
-    ASSERT_EQ(STATUS_OK, link(proxy, &removed));
-    ASSERT_EQ(STATUS_OK, link(proxy, &byRecipient, other2.get()));
+    ASSERT_EQ(STATUS_OK, link(peer, &kept));
+    ASSERT_EQ(STATUS_OK, link(peer, &removed));
+    ASSERT_EQ(STATUS_OK, link(peer, &byRecipient, other2.get()));
     ASSERT_EQ(STATUS_OK, link(second, &byProxy));
-    EXPECT_EQ(STATUS_OK, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &removed));
+    EXPECT_EQ(STATUS_OK, AIBinder_unlinkToDeath(peer.get(), recipient.get(), &removed));
     EXPECT_EQ(1, removed.unlinked.load()) << "unlinking did not call onUnlinked";
-    EXPECT_EQ(STATUS_NAME_NOT_FOUND,
-              AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &stranger))
+    EXPECT_EQ(STATUS_NAME_NOT_FOUND, AIBinder_unlinkToDeath(peer.get(), recipient.get(), &stranger))
             << "an unknown cookie was unlinked";
     other2.set(nullptr);
     second.set(nullptr);
@@ -148,7 +142,7 @@ TEST_P(DeathTest, LinkEnded_ByUnlinkOrOwnerGone_UnlinkedOnceAndNoDeathLater) {
     EXPECT_EQ(0, byRecipient.died.load()) << "a deleted recipient was still notified";
     EXPECT_EQ(0, byProxy.died.load()) << "a destroyed proxy's link was notified";
     EXPECT_EQ(1, kept.died.load()) << "ending one link removed another";
-    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_unlinkToDeath(proxy.get(), recipient.get(), &kept))
+    EXPECT_EQ(STATUS_DEAD_OBJECT, AIBinder_unlinkToDeath(peer.get(), recipient.get(), &kept))
             << "a link consumed by the death was still there";
     EXPECT_EQ(1, kept.unlinked.load()) << "onUnlinked ran twice for one link";
 }
@@ -234,13 +228,13 @@ TEST_P(TransactionLimitTest, Transact_AtTheLimitAndOneUnitPast_FitsThenFailsFail
     for (size_t size : {row.limit + 4, row.limit}) {
         const binder_status_t expected = size == row.limit ? STATUS_OK : STATUS_FAILED_TRANSACTION;
         if (!row.ofReply) {
-            EXPECT_EQ(expected, recordBytes(other->object(), size, row.flags))
+            EXPECT_EQ(expected, recordBytes(peer, size, row.flags))
                     << "a request of " << size << " bytes";
             continue;
         }
         ndk::ScopedAParcel reply;
-        EXPECT_EQ(expected, callWith(other->object(), xproc::kSizedReply,
-                                     {static_cast<int32_t>(size)}, &reply))
+        EXPECT_EQ(expected,
+                  callWith(peer, xproc::kSizedReply, {static_cast<int32_t>(size)}, &reply))
                 << "a reply of " << size << " bytes";
         if (expected == STATUS_OK) {
             EXPECT_EQ(static_cast<int32_t>(size), AParcel_getDataSize(reply.get()))
@@ -265,15 +259,15 @@ INSTANTIATE_TEST_SUITE_P(
 // As on a device: oneway calls queued for one process share half the buffer, whichever object
 // they go to, until they have run.
 TEST_P(TransactionTest, Transact_WhenReceiverStopsReading_OnewayFailsOnceItsBufferIsFull) {
-    const ndk::SpAIBinder objects[2] = {other->object(), newPeerObject()};
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kCloseGate, {}));
+    const ndk::SpAIBinder objects[2] = {peer, newPeerObject()};
+    ASSERT_EQ(STATUS_OK, callWith(peer, xproc::kCloseGate, {}));
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(STATUS_OK, recordBytes(objects[i % 2], 100 * 1024, FLAG_ONEWAY))
                 << "call " << i << " should still fit";
     }
     EXPECT_EQ(STATUS_FAILED_TRANSACTION, recordBytes(objects[1], 100 * 1024, FLAG_ONEWAY))
             << "a sixth 100 KiB call fit in a buffer of about 508 KiB";
-    ASSERT_EQ(STATUS_OK, callWith(other->object(), xproc::kOpenGate, {}));
+    ASSERT_EQ(STATUS_OK, callWith(peer, xproc::kOpenGate, {}));
     EXPECT_TRUE(eventually([&] {
         return recordOf(objects[0]).count + recordOf(objects[1]).count == 5;
     })) << "the accepted calls did not all run";

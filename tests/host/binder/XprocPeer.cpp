@@ -3,27 +3,26 @@
  */
 
 // The other process of the tests' Socket rows (OtherProcess.h), started with
-// PLIM_BINDER_SOCKET_DIR set: `serve <name>` registers a peer object under name and serves until
+// PLIM_BINDER_SOCKET_DIR set: registers a peer object under the name it is given and serves until
 // killed.
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 
 #include <cstdio>
-#include <cstring>
 
 #include "OtherProcess.h"
 
 int main(int argc, char** argv) {
-    if (argc != 3 || std::strcmp(argv[1], "serve") != 0) {
-        std::fprintf(stderr, "usage: %s serve <name>\n", argv[0]);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s <name>\n", argv[0]);
         return 1;
     }
     ABinderProcess_setThreadPoolMaxThreadCount(4);
     ABinderProcess_startThreadPool();
     ndk::SpAIBinder object = xproc::newPeerObject();
-    if (AServiceManager_addService(object.get(), argv[2]) != EX_NONE) {
-        std::fprintf(stderr, "xproc peer: cannot register %s\n", argv[2]);
+    if (AServiceManager_addService(object.get(), argv[1]) != EX_NONE) {
+        std::fprintf(stderr, "xproc peer: cannot register %s\n", argv[1]);
         return 2;
     }
     ABinderProcess_joinThreadPool();
