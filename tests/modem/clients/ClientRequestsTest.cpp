@@ -4,9 +4,9 @@
 
 // Requests of every small client and of the vendor-specific one end to end, from a client process
 // through a real proxy. One table over the outcomes a modem can give them (served, service down,
-// a failing call, a reply the library makes badly): each row's requests must bring exactly its
-// responses, with the error mapped and the value passed on. Then the vendor-specific buffers and
-// byte-string limits at their boundaries, a refused start and a modem reboot.
+// a failing or refused call, a byte string at its limit, a reply the library makes badly): each
+// row's requests must bring exactly its responses, with the error mapped and the value passed on,
+// and where the row names the calls, only those must reach the library. Then a modem reboot.
 
 #include <gtest/gtest.h>
 #include <modem_sim/ModemSimControl.h>
@@ -19,8 +19,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <plim/Log.h>
 
 #include "ProxyRequestTest.h"
 
@@ -81,6 +79,14 @@ RequestRow row(const char* name, std::function<void()> arrange,
 }
 
 void served() {}
+
+void withKeyOf51() {
+    Control::editState([](State& s) { s.properties[std::string(51, 'k')] = "v"; });
+}
+
+std::string quoted(size_t length, char c) {
+    return '"' + std::string(length, c) + '"';
+}
 
 std::function<void()> down(int32_t service) {
     return [=] { Control::setServiceAvailable(service, false); };
@@ -261,6 +267,56 @@ INSTANTIATE_TEST_SUITE_P(
                     {response("respondDeleteImsProfile", 45, 1)},
                     {{kImsList, "modem_qdp_delete_ims_profile(1, 1)",
                       "modem_qdp_delete_ims_profile(1, 2)"}}),
+                row(
+                        "MbnStartRefused",
+                        [] { Control::failNextCalls("modem_api_active_mbn", 1, MODEM_API_BUSY); },
+                        [](IModem& m) { m.activateMbnByName(46, bytes("Commercial-A")); },
+                        {response("respondActivateMbnByName", 46, 1)},
+                        {{"modem_api_active_mbn(\"Commercial-A\", cb, cb)"}}),
+                // Byte strings at their limit are refused; one byte less is sent. The refusal
+                // comes first, so that it is answered before the reply of the request sent.
+                row("MbnNameLimit", served,
+                    [](IModem& m) {
+                        m.activateMbnByName(50, Bytes(64, 'n'));
+                        m.activateMbnByName(51, Bytes(63, 'n'));
+                    },
+                    {response("respondActivateMbnByName", 50, 3),
+                     response("respondActivateMbnByName", 51, 0)},
+                    {{"modem_api_active_mbn(" + quoted(63, 'n') + ", cb, cb)"}}),
+                row("GetKeyLimit", withKeyOf51,
+                    [](IModem& m) {
+                        m.getModemProperty(52, Bytes(52, 'k'));
+                        m.getModemProperty(53, Bytes(51, 'k'));
+                    },
+                    {response("respondGetModemProperty", 52, 3, kNoBytes),
+                     response("respondGetModemProperty", 53, 0, describeResult(bytes("v")))},
+                    {{"modem_api_get_modem_property(" + quoted(51, 'k') + ", cb, cb)"}}),
+                row("DeleteKeyLimit", withKeyOf51,
+                    [](IModem& m) {
+                        m.deleteModemProperty(54, Bytes(52, 'k'));
+                        m.deleteModemProperty(55, Bytes(51, 'k'));
+                    },
+                    {response("respondDeleteModemProperty", 54, 3),
+                     response("respondDeleteModemProperty", 55, 0)},
+                    {{"modem_api_delete_modem_property_sync(" + quoted(51, 'k') + ")"}}),
+                row("SetKeyLimit", served,
+                    [](IModem& m) {
+                        m.setModemProperty(56, Bytes(52, 'k'), bytes("1"));
+                        m.setModemProperty(57, Bytes(51, 'k'), bytes("1"));
+                    },
+                    {response("respondSetModemProperty", 56, 3),
+                     response("respondSetModemProperty", 57, 0)},
+                    {{"modem_api_set_modem_property(" + quoted(51, 'k') +
+                      ", 51, \"1\", 1, cb, cb)"}}),
+                row("SetValueLimit", served,
+                    [](IModem& m) {
+                        m.setModemProperty(58, Bytes(10, 'k'), Bytes(512, 'v'));
+                        m.setModemProperty(59, Bytes(10, 'k'), Bytes(511, 'v'));
+                    },
+                    {response("respondSetModemProperty", 58, 3),
+                     response("respondSetModemProperty", 59, 0)},
+                    {{"modem_api_set_modem_property(" + quoted(10, 'k') + ", 10, " +
+                      quoted(511, 'v') + ", 511, cb, cb)"}}),
                 // Replies that the library makes badly.
                 row("PropertyWithoutRecord", withoutRecord("modem_api_get_modem_property"),
                     [](IModem& m) { m.getModemProperty(61, bytes("k")); },
@@ -316,81 +372,6 @@ TEST_F(VsRequestsTest, RebootModem_WhenServicesComeBack_RebindsAndServesAgain) {
               ask([](IModem& m) { m.getQstMode(32); }))
             << "a request after the reboot was not served";
 }
-
-TEST_F(VsRequestsTest, AsyncRequest_WhenLibraryRefusesTheStart_AnswersFailedAtOnce) {
-    Control::failNextCalls("modem_api_active_mbn", 1, MODEM_API_BUSY);
-    EXPECT_EQ(response("respondActivateMbnByName", 72, 1),
-              ask([](IModem& m) { m.activateMbnByName(72, bytes("Commercial-A")); }));
-    EXPECT_TRUE(log_.contains(Log::ERROR, "modem-qmi-vs",
-                              "handleActivateMbnByNameMessage: failed to send async request"))
-            << log_.dump();
-    EXPECT_FALSE(logged("modem-qmi-vs", "modemApiAsyncCallback"))
-            << "a refused request was answered a second time from a callback";
-}
-
-// ---- Limits -------------------------------------------------------------------------------------
-
-struct LimitRow {
-    const char* name;
-    size_t limit;  // the shortest length refused
-    std::function<void(IModem&, int serial, size_t length)> request;
-    const char* call;  // the library function the request reaches when it is sent
-    std::function<std::string(int serial, bool sent)> response;
-};
-
-class VsLimitTest : public VsRequestsTest, public ::testing::WithParamInterface<LimitRow> {};
-
-TEST_P(VsLimitTest, Request_AtLimit_IsRefusedOneBelowIsSent) {
-    const LimitRow& row = GetParam();
-    // Keys of 51 bytes exist, so that a sent request succeeds.
-    Control::editState([](State& s) { s.properties[std::string(51, 'k')] = "v"; });
-    for (const size_t length : {row.limit - 1, row.limit}) {
-        const bool sent = length < row.limit;
-        const int serial = static_cast<int>(length);
-        EXPECT_EQ(row.response(serial, sent),
-                  ask([&](IModem& m) { row.request(m, serial, length); }))
-                << "the limit is off by one or answered wrongly at length " << length;
-        EXPECT_EQ(sent ? 1u : 0u, Control::countCalls(row.call))
-                << (sent ? "a request within its limit did not reach the modem"
-                         : "a request past its limit reached the modem");
-        Control::clearCalls();
-    }
-}
-
-/** The answer of a request without result: OK when sent, INVALID_ARGUMENT when refused. */
-std::function<std::string(int, bool)> plain(const char* method) {
-    return [=](int serial, bool sent) { return response(method, serial, sent ? 0 : 3); };
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Vs, VsLimitTest,
-        ::testing::Values(
-                LimitRow{"MbnName", 64,
-                         [](IModem& m, int s, size_t n) { m.activateMbnByName(s, Bytes(n, 'n')); },
-                         "modem_api_active_mbn", plain("respondActivateMbnByName")},
-                LimitRow{"GetKey", 52,
-                         [](IModem& m, int s, size_t n) { m.getModemProperty(s, Bytes(n, 'k')); },
-                         "modem_api_get_modem_property",
-                         [](int serial, bool sent) {
-                             return response("respondGetModemProperty", serial, sent ? 0 : 3,
-                                             describeResult(sent ? bytes("v") : Bytes{}));
-                         }},
-                LimitRow{
-                        "DeleteKey", 52,
-                        [](IModem& m, int s, size_t n) { m.deleteModemProperty(s, Bytes(n, 'k')); },
-                        "modem_api_delete_modem_property_sync",
-                        plain("respondDeleteModemProperty")},
-                LimitRow{"SetKey", 52,
-                         [](IModem& m, int s, size_t n) {
-                             m.setModemProperty(s, Bytes(n, 'k'), bytes("1"));
-                         },
-                         "modem_api_set_modem_property", plain("respondSetModemProperty")},
-                LimitRow{"SetValue", 512,
-                         [](IModem& m, int s, size_t n) {
-                             m.setModemProperty(s, Bytes(10, 'k'), Bytes(n, 'v'));
-                         },
-                         "modem_api_set_modem_property", plain("respondSetModemProperty")}),
-        [](const ::testing::TestParamInfo<LimitRow>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace com::vyr::plim::modem
