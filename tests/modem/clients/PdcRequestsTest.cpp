@@ -91,10 +91,6 @@ long openDescriptors() {
     return std::distance(fs::directory_iterator("/proc/self/fd"), {});
 }
 
-std::string configIdOf(const std::string& path) {
-    return "MbnApp_" + path;
-}
-
 class PdcRequestsTest : public ProxyRequestTest {
   protected:
     void SetUp() override {
@@ -106,17 +102,6 @@ class PdcRequestsTest : public ProxyRequestTest {
     void TearDown() override {
         runOnDaemonMain([] { setfsuid(0); });
         ProxyRequestTest::TearDown();
-    }
-
-    /** The arguments of the load calls made so far. */
-    static std::vector<std::string> loadCalls() {
-        std::vector<std::string> calls;
-        for (const modemsim::Call& call : Control::calls()) {
-            if (call.function == "modem_pdc_load_configuration") {
-                calls.push_back(call.args);
-            }
-        }
-        return calls;
     }
 
     void runOnDaemonMain(std::function<void()> task) {
@@ -213,17 +198,18 @@ TEST_P(PdcLoadTest, LoadMbn_ForFileOrPath_SendsChunksAnswersOnceAndLeaksNothing)
               ask([&](IModem& m) { m.loadMbn(1, path); }));
     // The path ends at its first zero, in the file name and the id alike.
     const std::string opened(path.begin(), std::find(path.begin(), path.end(), 0));
+    const std::string id = "MbnApp_" + opened;
     std::vector<std::string> expectedCalls;
     for (const std::string& chunk : row.chunks) {
-        expectedCalls.push_back("\"" + configIdOf(opened) + "\", " + chunk);
+        expectedCalls.push_back("modem_pdc_load_configuration(\"" + id + "\", " + chunk + ")");
     }
-    EXPECT_EQ(expectedCalls, loadCalls()) << "wrong chunks sent, or sent after a refused one";
+    EXPECT_EQ(expectedCalls, Control::callTexts())
+            << "wrong chunks sent, or sent after a refused one";
     EXPECT_TRUE(logged(TAG, row.logged)) << log_.dump();
     EXPECT_EQ(descriptors, openDescriptors()) << "the load left a descriptor open";
     const auto configs = Control::state().pdcConfigs;
     if (row.error == 0 && !row.chunks.empty()) {
-        EXPECT_EQ(pattern(fs::file_size(opened)), configs.at(configIdOf(opened)))
-                << "the modem holds other bytes";
+        EXPECT_EQ(pattern(fs::file_size(opened)), configs.at(id)) << "the modem holds other bytes";
     } else if (row.refusedChunk == 0) {
         EXPECT_TRUE(configs.empty()) << "a file that was not loaded reached the modem";
     }
@@ -278,7 +264,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(PdcRequestsTest, SelectMbn_AtTheIdLimit_CallsTheModemBelowItOnly) {
     // A 116-byte path makes a 123-byte id, the longest that fits.
-    const std::string id = configIdOf(pathOfLength(116));
+    const std::string id = "MbnApp_" + pathOfLength(116);
     ASSERT_EQ(response("respondLoadMbn", 1, 0),
               ask([&](IModem& m) { m.loadMbn(1, bytes(id.substr(7))); }));
 
