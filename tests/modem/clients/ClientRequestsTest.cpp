@@ -123,7 +123,9 @@ const std::string kText255(255, 't');
 const std::vector<std::string> kNoCalls;
 const char* const kImsList = "modem_qdp_get_ims_profile(24)";
 
-// Rows by outcome; a row may hold requests of several clients, as long as each asks one thing.
+// Rows by outcome. Answers are compared in order: requests answered on the main looper may share
+// a row, but the library's two reply threads answer in no fixed order, so a row holds at most one
+// request answered from there, and last.
 INSTANTIATE_TEST_SUITE_P(
         Rows, ClientRequestsTest,
         ::testing::Values(
@@ -191,7 +193,6 @@ INSTANTIATE_TEST_SUITE_P(
                          response("respondInformScreenState", 20, 0),
                          response("respondRestoreDiffQcn", 21, 0)},
                         std::nullopt, [](const State& s) { return s.nvItems.size() == 1; }),
-                // Replies come on two library threads, in no fixed order: one request a row.
                 row("RadioInfoSwitch", served,
                     [](IModem& m) { m.setRadioInfoReportSwitch(22, true); },
                     {response("respondSetRadioInfoReportSwitch", 22, 0)}),
@@ -273,8 +274,7 @@ INSTANTIATE_TEST_SUITE_P(
                         [](IModem& m) { m.activateMbnByName(46, bytes("Commercial-A")); },
                         {response("respondActivateMbnByName", 46, 1)},
                         {{"modem_api_active_mbn(\"Commercial-A\", cb, cb)"}}),
-                // Byte strings at their limit are refused; one byte less is sent. The refusal
-                // comes first, so that it is answered before the reply of the request sent.
+                // Byte strings at their limit are refused; one byte less is sent.
                 row("MbnNameLimit", served,
                     [](IModem& m) {
                         m.activateMbnByName(50, Bytes(64, 'n'));
