@@ -87,16 +87,8 @@ std::string makeFile(const std::string& relative, const Bytes& data = pattern(10
     return path.string();
 }
 
-size_t openDescriptors() {
-    size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-        ++count;
-    }
-    return count;
-}
-
-std::string configIdOf(const std::string& path) {
-    return "MbnApp_" + path;
+long openDescriptors() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), {});
 }
 
 class PdcRequestsTest : public ProxyRequestTest {
@@ -110,17 +102,6 @@ class PdcRequestsTest : public ProxyRequestTest {
     void TearDown() override {
         runOnDaemonMain([] { setfsuid(0); });
         ProxyRequestTest::TearDown();
-    }
-
-    /** The arguments of the load calls made so far. */
-    static std::vector<std::string> loadCalls() {
-        std::vector<std::string> calls;
-        for (const modemsim::Call& call : Control::calls()) {
-            if (call.function == "modem_pdc_load_configuration") {
-                calls.push_back(call.args);
-            }
-        }
-        return calls;
     }
 
     void runOnDaemonMain(std::function<void()> task) {
@@ -196,7 +177,7 @@ struct LoadRow {
     int error;
     std::vector<std::string> chunks;  // "<length>, <total>" of each load call
     std::string logged;               // a fragment of the client's log
-    int refusedChunk = 0;             // the load call the modem refuses, 0: none
+    int refusedChunk;                 // the load call the modem refuses, 0: none
 };
 
 class PdcLoadTest : public PdcRequestsTest, public ::testing::WithParamInterface<LoadRow> {};
@@ -211,23 +192,24 @@ TEST_P(PdcLoadTest, LoadMbn_ForFileOrPath_SendsChunksAnswersOnceAndLeaksNothing)
         Control::failNextCalls("modem_pdc_load_configuration", 1, MODEM_API_BUSY,
                                row.refusedChunk - 1);
     }
-    const size_t descriptors = openDescriptors();
+    const long descriptors = openDescriptors();
 
     EXPECT_EQ(response("respondLoadMbn", 1, row.error),
               ask([&](IModem& m) { m.loadMbn(1, path); }));
     // The path ends at its first zero, in the file name and the id alike.
     const std::string opened(path.begin(), std::find(path.begin(), path.end(), 0));
+    const std::string id = "MbnApp_" + opened;
     std::vector<std::string> expectedCalls;
     for (const std::string& chunk : row.chunks) {
-        expectedCalls.push_back("\"" + configIdOf(opened) + "\", " + chunk);
+        expectedCalls.push_back("modem_pdc_load_configuration(\"" + id + "\", " + chunk + ")");
     }
-    EXPECT_EQ(expectedCalls, loadCalls()) << "wrong chunks sent, or sent after a refused one";
+    EXPECT_EQ(expectedCalls, Control::callTexts())
+            << "wrong chunks sent, or sent after a refused one";
     EXPECT_TRUE(logged(TAG, row.logged)) << log_.dump();
     EXPECT_EQ(descriptors, openDescriptors()) << "the load left a descriptor open";
     const auto configs = Control::state().pdcConfigs;
     if (row.error == 0 && !row.chunks.empty()) {
-        EXPECT_EQ(pattern(fs::file_size(opened)), configs.at(configIdOf(opened)))
-                << "the modem holds other bytes";
+        EXPECT_EQ(pattern(fs::file_size(opened)), configs.at(id)) << "the modem holds other bytes";
     } else if (row.refusedChunk == 0) {
         EXPECT_TRUE(configs.empty()) << "a file that was not loaded reached the modem";
     }
@@ -241,6 +223,11 @@ std::function<Bytes()> afterMaking(const std::string& made, const std::string& p
     };
 }
 
+LoadRow load(const char* name, std::function<Bytes()> path, int error,
+             std::vector<std::string> chunks, std::string logged, int refusedChunk = 0) {
+    return {name, path, error, chunks, logged, refusedChunk};
+}
+
 const std::string MBN = "d/mcfg_sw.mbn";
 
 std::function<Bytes()> sized(size_t size) {
@@ -249,48 +236,35 @@ std::function<Bytes()> sized(size_t size) {
 
 INSTANTIATE_TEST_SUITE_P(
         Loads, PdcLoadTest,
-        ::testing::Values(
-                LoadRow{"Empty", sized(0), 0, {}, "mbnPath = "},
-                LoadRow{"OneWholeChunk", sized(900), 0, {"900, 900"}, "itor = 1"},
-                LoadRow{"OneByteMore", sized(901), 0, {"900, 901", "1, 901"}, "itor = 2"},
-                LoadRow{"SecondChunkRefused",
-                        sized(2700),
-                        1,
-                        {"900, 2700", "900, 2700"},
-                        "failed to load config, itor = 2",
-                        2},
-                LoadRow{"Path116",
-                        [] { return bytes(pathOfLength(116)); },
-                        0,
-                        {"10, 10"},
-                        "itor = 1"},
-                LoadRow{"Path117",
-                        [] { return bytes(pathOfLength(117)); },
-                        3,
-                        {},
-                        "exceed/reach max size, target size = 117"},
-                LoadRow{"AbsurdlyLong",
-                        [] { return Bytes(100000, '/'); },
-                        3,
-                        {},
-                        "exceed/reach max size, target size = 100000"},
-                LoadRow{"Missing", afterMaking(MBN, "e/mcfg_sw.mbn"), 1, {}, "failed to open"},
-                LoadRow{"ZeroInside",
-                        afterMaking(MBN, MBN + '\0' + "junk"),
-                        0,
-                        {"10, 10"},
-                        "configId = MbnApp_" + mbnRoot() + "/" + MBN},
-                // Not empty, so that its size is not 0 on any file system.
-                LoadRow{"Directory", afterMaking(MBN, "d"), 1, {}, "failed to read"},
-                // Opened without blocking, a pipe without writer reads as empty.
-                LoadRow{"Fifo", afterMaking(MBN, "d/fifo"), 0, {}, "mbnPath = "}),
+        ::testing::Values(load("Empty", sized(0), 0, {}, "mbnPath = "),
+                          load("OneWholeChunk", sized(900), 0, {"900, 900"}, "itor = 1"),
+                          load("OneByteMore", sized(901), 0, {"900, 901", "1, 901"}, "itor = 2"),
+                          load("SecondChunkRefused", sized(2700), 1, {"900, 2700", "900, 2700"},
+                               "failed to load config, itor = 2", 2),
+                          load(
+                                  "Path116", [] { return bytes(pathOfLength(116)); }, 0, {"10, 10"},
+                                  "itor = 1"),
+                          load(
+                                  "Path117", [] { return bytes(pathOfLength(117)); }, 3, {},
+                                  "exceed/reach max size, target size = 117"),
+                          load(
+                                  "AbsurdlyLong", [] { return Bytes(100000, '/'); }, 3, {},
+                                  "exceed/reach max size, target size = 100000"),
+                          load("Missing", afterMaking(MBN, "e/mcfg_sw.mbn"), 1, {},
+                               "failed to open"),
+                          load("ZeroInside", afterMaking(MBN, MBN + '\0' + "junk"), 0, {"10, 10"},
+                               "configId = MbnApp_" + mbnRoot() + "/" + MBN),
+                          // Not empty, so that its size is not 0 on any file system.
+                          load("Directory", afterMaking(MBN, "d"), 1, {}, "failed to read"),
+                          // Opened without blocking, a pipe without writer reads as empty.
+                          load("Fifo", afterMaking(MBN, "d/fifo"), 0, {}, "mbnPath = ")),
         [](const ::testing::TestParamInfo<LoadRow>& info) { return info.param.name; });
 
 // ---- Selection ----------------------------------------------------------------------------------
 
 TEST_F(PdcRequestsTest, SelectMbn_AtTheIdLimit_CallsTheModemBelowItOnly) {
     // A 116-byte path makes a 123-byte id, the longest that fits.
-    const std::string id = configIdOf(pathOfLength(116));
+    const std::string id = "MbnApp_" + pathOfLength(116);
     ASSERT_EQ(response("respondLoadMbn", 1, 0),
               ask([&](IModem& m) { m.loadMbn(1, bytes(id.substr(7))); }));
 
@@ -312,7 +286,7 @@ TEST_F(PdcRequestsTest, SelectMbn_AtTheIdLimit_CallsTheModemBelowItOnly) {
 struct EventRow {
     const char* name;
     modem_api_event_type event;
-    EventTamper tamper;
+    EventTamper tamper;  // result, token valid, token, info length, record length
     int error;           // -1: no response
     size_t infoLength;   // of the answered info, all zero bytes
     std::string logged;  // a fragment of the client's log
@@ -339,19 +313,9 @@ TEST_P(PdcEventTest, GetInfo_WhenAnswerIsMalformed_AnswersAsTheRecordAllows) {
     EXPECT_TRUE(logged(TAG, row.logged)) << log_.dump();
 }
 
-EventTamper length(size_t bytes) {
-    EventTamper t;
-    t.length = bytes;
-    return t;
-}
-
-EventTamper answer(std::optional<int32_t> result, std::optional<uint32_t> infoLen,
-                   std::optional<uint8_t> tokenValid = std::nullopt) {
-    EventTamper t;
-    t.result = result;
-    t.infoLen = infoLen;
-    t.tokenValid = tokenValid;
-    return t;
+EventRow record(const char* name, modem_api_event_type event, EventTamper tamper, int error,
+                size_t infoLength, std::string logged) {
+    return {name, event, tamper, error, infoLength, logged};
 }
 
 constexpr modem_api_event_type ACTIVE = MODEM_API_EVENT_PDC_ACTIVE_CONFIG_INFO;
@@ -359,21 +323,22 @@ constexpr modem_api_event_type META = MODEM_API_EVENT_PDC_CONFIG_INFO;
 
 INSTANTIATE_TEST_SUITE_P(
         Records, PdcEventTest,
-        ::testing::Values(EventRow{"Active139", ACTIVE, length(139), -1, 0,
-                                   "processGetActiveMbnInfoAsyncResponse: invalid data input"},
-                          EventRow{"Meta273", META, length(273), -1, 0,
-                                   "processGetMetaMbnInfoAsyncResponse: invalid data input"},
-                          EventRow{"TokenNotValid", ACTIVE, answer({}, {}, 0), -1, 0,
-                                   "NO valid ind_token for response"},
-                          EventRow{"ServiceNotReady", META, answer(MODEM_API_SERVICE_NOT_READY, 5),
-                                   4, 0, "modem api result = 8"},
-                          EventRow{"ActiveNone", ACTIVE, answer(0, 0), 0, 0, "original serial = 7"},
-                          EventRow{"ActiveCountAtArea", ACTIVE, answer(0, 124), 0, 124,
-                                   "original serial = 7"},
-                          EventRow{"ActiveCountPastArea", ACTIVE, answer(0, 125), 0, 124,
-                                   "info size = 125 exceeds the record's 124 bytes"},
-                          EventRow{"MetaCountPastArea", META, answer(0, 0xFFFFFFFF), 0, 256,
-                                   "info size = 4294967295 exceeds the record's 256 bytes"}),
+        ::testing::Values(
+                record("Active139", ACTIVE, {{}, {}, {}, {}, 139}, -1, 0,
+                       "processGetActiveMbnInfoAsyncResponse: invalid data input"),
+                record("Meta273", META, {{}, {}, {}, {}, 273}, -1, 0,
+                       "processGetMetaMbnInfoAsyncResponse: invalid data input"),
+                record("TokenNotValid", ACTIVE, {{}, 0, {}, {}, {}}, -1, 0,
+                       "NO valid ind_token for response"),
+                record("ServiceNotReady", META, {MODEM_API_SERVICE_NOT_READY, {}, {}, 5, {}}, 4, 0,
+                       "modem api result = 8"),
+                record("ActiveNone", ACTIVE, {0, {}, {}, 0, {}}, 0, 0, "original serial = 7"),
+                record("ActiveCountAtArea", ACTIVE, {0, {}, {}, 124, {}}, 0, 124,
+                       "original serial = 7"),
+                record("ActiveCountPastArea", ACTIVE, {0, {}, {}, 125, {}}, 0, 124,
+                       "info size = 125 exceeds the record's 124 bytes"),
+                record("MetaCountPastArea", META, {0, {}, {}, 0xFFFFFFFF, {}}, 0, 256,
+                       "info size = 4294967295 exceeds the record's 256 bytes")),
         [](const ::testing::TestParamInfo<EventRow>& info) { return info.param.name; });
 
 // ---- While the service is down ------------------------------------------------------------------
@@ -407,14 +372,6 @@ TEST_F(PdcRequestsTest, Requests_WhenServiceDisconnected_AnswerInvalidStateWitho
             response("respondGetMbnList", 8, 0, describeResult(std::vector<std::string>{"/n/"}))};
     EXPECT_EQ(expected, answers) << "wrong answers while PDC is down";
     EXPECT_TRUE(Control::callTexts().empty()) << "a request reached the modem while it was down";
-}
-
-TEST_F(PdcRequestsTest, GetActiveMbnInfo_WhenModemRefusesTheRequest_AnswersFailedAtOnce) {
-    Control::failNextCalls("modem_pdc_get_activate_config_info", 1, MODEM_API_BUSY);
-    EXPECT_EQ(response("respondGetActiveMbnInfo", 1, 1, describeResult(Bytes{})),
-              ask([](IModem& m) { m.getActiveMbnInfo(1, CONFIG_TYPE); }));
-    EXPECT_TRUE(logged(TAG, "handleGetActiveMbnInfoMessage: failed to send sync request"))
-            << log_.dump();
 }
 
 }  // namespace
