@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <future>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -66,16 +65,12 @@ class ModemManagerTest : public ::testing::Test {
 
     void TearDown() override {
         EXPECT_TRUE(Control::waitForIdle()) << "the modem library never went idle";
-        std::promise<void> drained;
-        main_.post([&] { drained.set_value(); });
-        drained.get_future().wait();
+        main_.call([] {});  // drained
     }
 
     /** ModemManager::init on the main thread, as the entry point runs it. */
     int init(int instanceId) {
-        std::promise<int> result;
-        main_.post([&] { result.set_value(ModemManager::init(instanceId)); });
-        int err = result.get_future().get();
+        const int err = main_.call([instanceId] { return ModemManager::init(instanceId); });
         EXPECT_TRUE(Control::waitForIdle()) << "the modem library never went idle";
         return err;
     }

@@ -19,7 +19,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <future>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -100,17 +99,8 @@ class PdcRequestsTest : public ProxyRequestTest {
     }
 
     void TearDown() override {
-        runOnDaemonMain([] { setfsuid(0); });
+        daemon_.mainThread().call([] { setfsuid(0); });
         ProxyRequestTest::TearDown();
-    }
-
-    void runOnDaemonMain(std::function<void()> task) {
-        std::promise<void> done;
-        daemon_.mainThread().post([&] {
-            task();
-            done.set_value();
-        });
-        done.get_future().wait();
     }
 };
 
@@ -152,7 +142,7 @@ TEST_F(PdcRequestsTest, GetMbnList_WhenASubdirectoryIsUnreadable_DropsWhatWasFou
         makeFile(std::string(dir) + "/mcfg_sw.mbn");
     }
     if (geteuid() == 0) {
-        runOnDaemonMain([] { setfsuid(65534); });
+        daemon_.mainThread().call([] { setfsuid(65534); });
     }
 
     EXPECT_EQ(response("respondGetMbnList", 1, 1, describeResult(std::vector<std::string>{})),
