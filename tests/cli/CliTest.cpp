@@ -3,9 +3,9 @@
  */
 
 // The command-line client against a whole daemon instance 0 in the test process, runCli in a
-// simulated process of its own: what only the client decides (refusals, exit statuses, the
-// wait), and its `sim` lines against a stand-in channel. Requests and their printed results, a
-// dying daemon and the real channel are the e2e tests' part.
+// simulated process of its own: what only the client decides (refusals, exit statuses, escaping,
+// the wait), and its `sim` lines against a stand-in channel. Requests and their ordinary results,
+// a dying daemon and the real channel are the e2e tests' part.
 
 #include <android/binder_host.h>
 #include <gtest/gtest.h>
@@ -236,6 +236,21 @@ INSTANTIATE_TEST_SUITE_P(
                               kCliSim + "no reply from " + kFake + " within 0.2 s\n",
                               EXIT_TIMEOUT)),
         kRowName);
+
+// ---- Printing -----------------------------------------------------------------------------------
+
+TEST_F(CliTest, RunCli_WhenResultHoldsQuotesAndControlBytes_EscapesThemInTextAndJson) {
+    Control::editState([](modemsim::State& s) { s.buildId = "PLIM \"7\"\x01\\"; });
+    const Outcome text = run({"get-build-id"});
+    EXPECT_EQ("get-build-id: error 0 (OK), result: PLIM \"7\"\\x01\\\n", text.out)
+            << "a control byte printed raw can garble a terminal";
+    const Outcome json = run({"--json", "--serial=-5", "get-build-id"});
+    EXPECT_EQ(
+            "{\"request\":\"get-build-id\",\"serial\":-5,\"error\":0,"
+            "\"result\":\"PLIM \\\"7\\\"\\u0001\\\\\"}\n",
+            json.out)
+            << "the JSON output is not valid JSON for this text";
+}
 
 // ---- The wait -----------------------------------------------------------------------------------
 
