@@ -9,6 +9,7 @@
 
 #include "InjectedFailures.h"
 #include "ThreadContext.h"
+#include "WorkTracker.h"
 
 namespace hostbinder {
 
@@ -22,6 +23,8 @@ Process::~Process() {
             work->cancel();
     }
     joinThreads();
+    // Pending work holds its process, so none is left by now.
+    WorkTracker::instance().forget(*this);
 }
 
 bool Process::setMaxThreadCount(uint32_t count) {

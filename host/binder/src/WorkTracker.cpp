@@ -21,21 +21,30 @@ void WorkTracker::add(const Process& process) {
 void WorkTracker::remove(const Process& process) {
     MutexLock lock(mLock);
     --mTotal;
-    auto it = mByProcess.find(&process);
-    if (--it->second == 0)
-        mByProcess.erase(it);
+    // The entry stays at zero until the process goes: a request that leaves a process idle and
+    // the next that wakes it would otherwise free and allocate a node each time.
+    --mByProcess.find(&process)->second;
     mChanged.notifyAll();
+}
+
+void WorkTracker::forget(const Process& process) {
+    MutexLock lock(mLock);
+    mByProcess.erase(&process);
 }
 
 size_t WorkTracker::pending(const Process& process) {
     MutexLock lock(mLock);
+    return pendingLocked(process);
+}
+
+size_t WorkTracker::pendingLocked(const Process& process) {
     auto it = mByProcess.find(&process);
     return it == mByProcess.end() ? 0 : it->second;
 }
 
 void WorkTracker::waitForIdle(const Process& process) {
     MutexLock lock(mLock);
-    while (mByProcess.count(&process) != 0)
+    while (pendingLocked(process) != 0)
         mChanged.wait(lock);
 }
 

@@ -26,12 +26,15 @@ class WorkTracker {
 
     void add(const Process& process) HOST_EXCLUDES(mLock);
     void remove(const Process& process) HOST_EXCLUDES(mLock);
+    /** Drops the process's entry; called as the process goes, when no work of it is left. */
+    void forget(const Process& process) HOST_EXCLUDES(mLock);
     size_t pending(const Process& process) HOST_EXCLUDES(mLock);
     void waitForIdle(const Process& process) HOST_EXCLUDES(mLock);
     void waitForIdle() HOST_EXCLUDES(mLock);
 
   private:
     WorkTracker() = default;
+    size_t pendingLocked(const Process& process) HOST_REQUIRES(mLock);
 
     Mutex mLock;
     CondVar mChanged;
