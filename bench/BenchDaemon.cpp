@@ -111,11 +111,15 @@ class EchoModem : public modem::ModemImpl {
         response_ = resp;
         return ndk::ScopedAStatus::ok();
     }
+    // Each returns a status of its own, as the daemon's methods do: that status is the binder's
+    // allocation too, which handing back the response call's status would leave out.
     ndk::ScopedAStatus getOperatingMode(int32_t serial) override {
-        return response_->respondGetOperatingMode(info(serial), 0);
+        response_->respondGetOperatingMode(info(serial), 0);
+        return ndk::ScopedAStatus::ok();
     }
     ndk::ScopedAStatus getBuildTime(int32_t serial) override {
-        return response_->respondGetBuildTime(info(serial), buildTime_);
+        response_->respondGetBuildTime(info(serial), buildTime_);
+        return ndk::ScopedAStatus::ok();
     }
 
   private:
