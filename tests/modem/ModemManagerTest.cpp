@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -23,6 +22,7 @@
 #include "LoopThread.h"
 #include "ModemManager.h"
 #include "NasQmiClient.h"
+#include "RowName.h"
 
 namespace com::vyr::plim::modem {
 namespace {
@@ -31,11 +31,7 @@ using modemsim::Control;
 using test::LogCapture;
 using test::LoopThread;
 
-/** Rows print as their names: in the test names the runner lists, and in failures. */
-template <typename Row>
-auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
-    return os << row.name;
-}
+using test::operator<<;  // rows print as their names
 
 constexpr const char* TAG = "modem-manager";
 

@@ -14,7 +14,6 @@
 #include <climits>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -33,6 +32,7 @@
 #include "NasQmiClient.h"
 #include "NvAccessParam.h"
 #include "PdcQmiClient.h"
+#include "RowName.h"
 #include "SarQmiClient.h"
 #include "VsQmiClient.h"
 #include "WdsQmiClient.h"
@@ -42,11 +42,7 @@ namespace {
 
 using test::LogCapture;
 
-/** Rows print as their names: in the test names the runner lists, and in failures. */
-template <typename Row>
-auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
-    return os << row.name;
-}
+using test::operator<<;  // rows print as their names
 
 struct ClientRow {
     const char* name;

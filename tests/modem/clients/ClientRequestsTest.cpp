@@ -15,12 +15,12 @@
 #include <cstring>
 #include <functional>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ProxyRequestTest.h"
+#include "RowName.h"
 
 namespace com::vyr::plim::modem {
 namespace {
@@ -36,11 +36,7 @@ using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
 
-/** Rows print as their names: in the test names the runner lists, and in failures. */
-template <typename Row>
-auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
-    return os << row.name;
-}
+using test::operator<<;  // rows print as their names
 
 struct RequestRow {
     const char* name;

@@ -20,7 +20,6 @@
 #include <fstream>
 #include <functional>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -28,6 +27,7 @@
 
 #include "PdcQmiClient.h"
 #include "ProxyRequestTest.h"
+#include "RowName.h"
 
 namespace com::vyr::plim::modem {
 namespace {
@@ -43,11 +43,7 @@ using test::pattern;
 using test::ProxyRequestTest;
 using test::response;
 
-/** Rows print as their names: in the test names the runner lists, and in failures. */
-template <typename Row>
-auto operator<<(std::ostream& os, const Row& row) -> decltype(os << row.name) {
-    return os << row.name;
-}
+using test::operator<<;  // rows print as their names
 
 constexpr const char* TAG = "modem-qmi-pdc";
 constexpr int CONFIG_TYPE = 1;
